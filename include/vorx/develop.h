@@ -1,0 +1,138 @@
+// VORX::Develop: the diagnostics spine. A levelled log writer with a replaceable sink, runtime
+// assumption checks ("RTA") that may stop in a box, the three debug switches read from the
+// settings file at load, and the library's clocks.
+#pragma once
+
+#include <cstdarg>
+#include <new>
+
+#include <vorx/base.h>
+
+// Log levels. The writer itself never filters by level; an external logger may.
+enum _qefDebugLevel : int {
+  qefDL_Full = -1,
+  qefDL_Error = 1,
+  qefDL_Warning = 2,
+  qefDL_Verbose = 4,
+  qefDL_Trace = 8,
+  qefDL_Info = 16,
+};
+
+// Placement forms that let a level ride along with a placement construction; they return
+// `place` and do nothing else.
+inline void * operator new(std::size_t, void * place, _qefDebugLevel) noexcept { return place; }
+inline void operator delete(void *, void *, _qefDebugLevel) noexcept {}
+
+namespace VORX::Develop {
+
+// The external logger: receives every log call exactly as made, with its argument list not yet
+// formatted (format it with `VORX::String::_vsnwprintf`). It must consume `arguments` at most
+// once. A logger that throws is uninstalled and never called again.
+using _qefExternalLogger = void (*)(_qefDebugLevel level, qefWChar const * category,
+                                    char const * file, int line, qefWChar const * format,
+                                    std::va_list arguments);
+
+// Writes one log message: to the external logger when one is installed, else to the debugger
+// output when a debugger is attached, else nowhere. `category` and `file` may be null.
+VORX_API void _logWrite(_qefDebugLevel level, qefWChar const * category, char const * file,
+                        int line, qefWChar const * format, ...);
+// As `_logWrite` with the argument list already collected.
+VORX_API void _vlogWrite(_qefDebugLevel level, qefWChar const * category, char const * file,
+                         int line, qefWChar const * format, std::va_list arguments);
+// As `_logWrite` with a message that is already formatted: the external logger receives
+// `text` as its format with an empty argument list; the debugger path copies at most 2047
+// characters of it verbatim.
+VORX_API void _logWriteText(_qefDebugLevel level, qefWChar const * category, char const * file,
+                            int line, qefWChar const * text);
+
+// Stores `logger` in the process-wide slot, replacing any earlier one; null removes it. No lock.
+VORX_API void SetExternalLogger(_qefExternalLogger logger);
+// The logger now installed, or null.
+VORX_API _qefExternalLogger GetExternalLogger();
+
+// The fixed seven-character label of a level ("ERROR  ", "verbose", ...), "unknown" otherwise.
+VORX_API qefWChar const * _levelLabel(_qefDebugLevel level);
+
+// Formats the log prefix for a line written `clockMs` milliseconds after process start:
+// "%8.3f [label] [category] [] {[file:F] [line:L]} " with a file, "%8.3f [label] [category] [] "
+// without one; a null category is "VORX.default". Writes at most `count` units including the
+// terminator; returns the length written. Raises no box: the writer does that for unknown levels.
+VORX_API std::size_t _formatLogPrefix(qefWChar * buffer, std::size_t count, std::int64_t clockMs,
+                                      _qefDebugLevel level, qefWChar const * category,
+                                      char const * file, int line);
+
+// Reports a false assumption when `condition` is true ("RTA_ON_TRUE"); returns `condition`.
+VORX_API bool _istrue_(bool condition, char const * text);
+// Reports a false assumption when `condition` is false ("RTA_ON_FALSE"); returns `condition`.
+VORX_API bool _isfalse_(bool condition, char const * text);
+
+// False on this platform; decided once, on first call.
+VORX_API bool _isBigEndian();
+// Always false: the library's wide character is 16 bits.
+VORX_API bool _isWChar32();
+
+// The three switches of the "Debug" section of the settings file, read once at load.
+struct tagDEBUGSWITCHES {
+  bool AssertBox;        // `RTABox` shows a box and may answer Cancel
+  bool LogFailedHRESULT; // a negative `hr` writes a trace line
+  bool BreakOnHRESULT;   // a negative `hr` raises an assumption box
+};
+VORX_API tagDEBUGSWITCHES GetDebugSwitches();
+// Replaces the switches; meant for hosts and tests that set them other than by the file.
+VORX_API void _SetDebugSwitches(tagDEBUGSWITCHES const & switches);
+
+// Clocks.
+// Seconds of process time: milliseconds since the process started, divided by 1000.
+VORX_API double _getTicks();
+// Monotonic nanoseconds; 0 when the clock cannot be read.
+VORX_API std::uint64_t _now_nano();
+// `_now_nano()` in microseconds, a remainder of 500 ns or more rounding up.
+VORX_API std::uint64_t _now_micro();
+// `_now_nano()` in milliseconds, a remainder of 500000 ns or more rounding up.
+VORX_API std::uint64_t _now_milli();
+// The rounding of `_now_micro` and `_now_milli` applied to a given reading.
+constexpr std::uint64_t _nanoToMicro(std::uint64_t ns) { return ns / 1000 + (ns % 1000 >= 500); }
+constexpr std::uint64_t _nanoToMilli(std::uint64_t ns) {
+  return ns / 1000000 + (ns % 1000000 >= 500000);
+}
+
+} // namespace VORX::Develop
+
+namespace VORX::Develop::OS {
+
+// Reports a failed runtime assumption: with the AssertBox switch on, shows a modal OK/Cancel
+// box (one at a time across threads; a thread may re-enter), then always logs
+// "Failed assumption: caption:text" at level 1 in category "VORX". True only for Cancel (or a
+// box that threw); false when the switch is off.
+VORX_API bool RTABox(char const * caption, char const * text);
+
+// The box itself: answers true for Cancel, false for OK. A GUI host or a test installs its own;
+// null restores the default (the controlling terminal, or OK without one).
+using _qefAssertBox = bool (*)(char const * caption, char const * text);
+VORX_API void SetAssertBox(_qefAssertBox box);
+
+// Passes text unchanged to the debugger output (standard error, in UTF-8).
+VORX_API void OutputDebugMessage(char const * text);
+VORX_API void OutputDebugMessage(qefWChar const * text);
+// Whether a debugger is attached to the process now.
+VORX_API bool IsDebuggerPresent();
+
+// Redirects the debugger channel: `present` answers whether a debugger is attached and `output`
+// receives each wide string sent to it. Null for either restores the system's own.
+using _qefDebuggerPresent = bool (*)();
+using _qefDebuggerOutput = void (*)(qefWChar const * text);
+VORX_API void SetDebuggerHooks(_qefDebuggerPresent present, _qefDebuggerOutput output);
+
+// Milliseconds since the process started, from the monotonic clock (the log's clock).
+VORX_API std::int64_t _processClock();
+
+} // namespace VORX::Develop::OS
+
+namespace VORX::Develop::OS {
+
+// Reads the "Debug" section of a settings file: integer keys "AssertBox", "LogFailedHRESULT"
+// and "BreakOnHRESULT" (names without regard to case, a leading decimal integer, non-zero
+// meaning on). A missing file, section or key leaves that switch off.
+VORX_API tagDEBUGSWITCHES _ReadDebugSettings(char const * settingsPath);
+
+} // namespace VORX::Develop::OS

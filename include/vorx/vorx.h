@@ -1,0 +1,10 @@
+// The whole VORX interface: a host includes this header and links vorx::vorx.
+#pragma once
+
+#include <vorx/base.h>
+#include <vorx/buffers.h>
+#include <vorx/core.h>
+#include <vorx/develop.h>
+#include <vorx/hr.h>
+#include <vorx/qef.h>
+#include <vorx/string.h>

@@ -1,0 +1,27 @@
+// Test support: every test program routes the library's heap through counting functions, so a
+// test that leaks a block fails, and a test can make allocations fail on demand.
+#pragma once
+
+#include <cstddef>
+
+namespace vorx::test {
+
+// Blocks the library holds now (allocations minus frees through its heap functions).
+long LiveBlocks();
+
+// Makes the library's allocations fail while it lives: all of them, or only those after the
+// first `successes`.
+class AllocationFailure {
+public:
+  explicit AllocationFailure(long successes = 0);
+  ~AllocationFailure();
+  AllocationFailure(AllocationFailure const &) = delete;
+  AllocationFailure & operator=(AllocationFailure const &) = delete;
+  // Allocations refused so far.
+  long Refused() const;
+};
+
+// Exempts the running test from the leak check (for blocks the library keeps on purpose).
+void AllowPersistentBlocks();
+
+} // namespace vorx::test
