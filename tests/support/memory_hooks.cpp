@@ -107,7 +107,7 @@ void AllowPersistentBlocks() {
 
 int main(int argc, char ** argv) {
   static vorx::test::Installer const installer;
-  ::testing::InitGoogleMock(&argc, argv);
+  ::testing::InitGoogleTest(&argc, argv);
   ::testing::UnitTest::GetInstance()->listeners().Append(new vorx::test::LeakCheck);
   return RUN_ALL_TESTS();
 }
