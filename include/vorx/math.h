@@ -90,9 +90,10 @@ public:
     return m_num == other.m_num && m_den == other.m_den;
   }
   bool operator!=(CRational const & other) const { return !(*this == other); }
-  // Ordering: the signs of the numerators decide first; two zero numerators are equal; else
-  // the exact values are compared (a sign left in a denominator is honoured). Undefined values
-  // (denominator 0) order above every defined value and are not ordered among themselves.
+  // Ordering: the signs decide first; two zero numerators are equal; else the exact values are
+  // compared by 64-bit cross products (never overflowing, never logging; a sign that `*` left in
+  // a denominator counts as the value's sign). Undefined values (denominator 0) order above every
+  // defined value and are not ordered among themselves.
   // Note: `<=` and `>=` mean "strictly before/after, or equal fields", so 1/-2 <= -1/2 is false.
   bool operator<(CRational const & other) const;
   bool operator>(CRational const & other) const;

@@ -119,8 +119,8 @@ public:
   // saturates at +/-9223372036854775807; a NaN gives the word 0x10000 with the index.
   timecode(double seconds, std::uint32_t system);
   // A label, validated as by `TCINFO` (an invalid label gives 0x10000 with the index).
-  timecode(std::int32_t hours, std::uint32_t minutes, std::uint32_t seconds,
-           std::uint32_t frames, std::uint32_t system);
+  timecode(std::int32_t hours, std::uint32_t minutes, std::uint32_t seconds, std::uint32_t frames,
+           std::uint32_t system);
   // From the broken-down form, without range checks (see `TCINFO::operator std::int64_t`).
   explicit timecode(TCINFO const & info);
   // From the short text form, free text accepted (see `SZTC(qefWChar const *)`).

@@ -16,7 +16,9 @@ void _logOverflow(int line, qefWChar const * message) {
 }
 
 // Truncating remainder that is also defined for the one quotient that overflows.
-template <typename T> T _mod(T b, T a) { return a == -1 ? T(0) : static_cast<T>(b % a); }
+template <typename T> T _mod(T b, T a) {
+  return a == -1 ? T(0) : static_cast<T>(b % a);
+}
 
 template <typename T> T _signedGcd(T a, T b) {
   while (a != 0) {
@@ -31,14 +33,20 @@ template <typename T> T _signedGcd(T a, T b) {
 
 } // namespace
 
-std::int32_t CRational::_gcd(std::int32_t a, std::int32_t b) { return _signedGcd(a, b); }
-std::int64_t CRational::_gcd64(std::int64_t a, std::int64_t b) { return _signedGcd(a, b); }
+std::int32_t CRational::_gcd(std::int32_t a, std::int32_t b) {
+  return _signedGcd(a, b);
+}
+std::int64_t CRational::_gcd64(std::int64_t a, std::int64_t b) {
+  return _signedGcd(a, b);
+}
 
 CRational::CRational(std::int32_t num, std::int32_t den) : m_num(num), m_den(den) {
   _normalize();
 }
 
-CRational::CRational(std::int32_t num) : m_num(num), m_den(1) { _normalize(); }
+CRational::CRational(std::int32_t num) : m_num(num), m_den(1) {
+  _normalize();
+}
 
 bool CRational::assign(std::int32_t num, std::int32_t den) {
   m_num = num;
@@ -120,7 +128,9 @@ CRational & CRational::operator+=(CRational const & other) {
   return *this;
 }
 
-CRational & CRational::operator-=(CRational const & other) { return *this += -other; }
+CRational & CRational::operator-=(CRational const & other) {
+  return *this += -other;
+}
 
 CRational & CRational::operator*=(CRational const & other) {
   std::int64_t const g = _gcd(m_num, other.m_den);
@@ -177,14 +187,16 @@ CRational CRational::operator-() const {
 
 CRational CRational::operator~() const {
   CRational result;
-  result.m_num = m_num < 0 ? static_cast<std::int32_t>(0u - static_cast<std::uint32_t>(m_den))
-                           : m_den;
-  result.m_den = m_num < 0 ? static_cast<std::int32_t>(0u - static_cast<std::uint32_t>(m_num))
-                           : m_num;
+  result.m_num =
+      m_num < 0 ? static_cast<std::int32_t>(0u - static_cast<std::uint32_t>(m_den)) : m_den;
+  result.m_den =
+      m_num < 0 ? static_cast<std::int32_t>(0u - static_cast<std::uint32_t>(m_num)) : m_num;
   return result;
 }
 
-CRational CRational::operator+() const { return m_num < 0 ? -*this : *this; }
+CRational CRational::operator+() const {
+  return m_num < 0 ? -*this : *this;
+}
 
 // -1 before, 1 after, 0 for two zero numerators or equal values, 2 when not ordered.
 int CRational::_order(CRational const & other) const {
@@ -193,16 +205,7 @@ int CRational::_order(CRational const & other) const {
   if (thisUndefined || otherUndefined) {
     return thisUndefined && otherUndefined ? 2 : (thisUndefined ? 1 : -1);
   }
-  if (m_num >= 0 && other.m_num < 0) {
-    return 1;
-  }
-  if (m_num < 0 && other.m_num >= 0) {
-    return -1;
-  }
-  if (m_num == 0 && other.m_num == 0) {
-    return 0;
-  }
-  // Exact cross products: every factor fits 32 bits, so each product fits 64.
+  // The sign of the value: a sign that multiplication left in the denominator counts too.
   std::int64_t a = m_num;
   std::int64_t b = m_den;
   std::int64_t c = other.m_num;
@@ -215,13 +218,27 @@ int CRational::_order(CRational const & other) const {
     c = -c;
     d = -d;
   }
+  if (a >= 0 && c < 0) {
+    return 1;
+  }
+  if (a < 0 && c >= 0) {
+    return -1;
+  }
+  if (a == 0 && c == 0) {
+    return 0;
+  }
+  // Exact cross products: every factor fits 32 bits, so each product fits 64.
   std::int64_t const left = a * d;
   std::int64_t const right = c * b;
   return left < right ? -1 : (left > right ? 1 : 0);
 }
 
-bool CRational::operator<(CRational const & other) const { return _order(other) == -1; }
-bool CRational::operator>(CRational const & other) const { return _order(other) == 1; }
+bool CRational::operator<(CRational const & other) const {
+  return _order(other) == -1;
+}
+bool CRational::operator>(CRational const & other) const {
+  return _order(other) == 1;
+}
 bool CRational::operator<=(CRational const & other) const {
   return _order(other) == -1 || *this == other;
 }
@@ -284,9 +301,17 @@ bool CRational::fassign(double value, std::int32_t maxDen) {
   return true;
 }
 
-CRational operator+(std::int32_t n, CRational const & value) { return CRational(n) + value; }
-CRational operator-(std::int32_t n, CRational const & value) { return CRational(n) - value; }
-CRational operator*(std::int32_t n, CRational const & value) { return CRational(n) * value; }
-CRational operator/(std::int32_t n, CRational const & value) { return CRational(n) / value; }
+CRational operator+(std::int32_t n, CRational const & value) {
+  return CRational(n) + value;
+}
+CRational operator-(std::int32_t n, CRational const & value) {
+  return CRational(n) - value;
+}
+CRational operator*(std::int32_t n, CRational const & value) {
+  return CRational(n) * value;
+}
+CRational operator/(std::int32_t n, CRational const & value) {
+  return CRational(n) / value;
+}
 
 } // namespace VORX::Math

@@ -19,8 +19,8 @@ struct tagTCSYSTEM {
   std::uint32_t scale;
   std::int64_t frameBU;
   std::int64_t fieldBU;
-  std::uint32_t labels;   // frame labels per second
-  std::int64_t minuteBU;  // as used for labelling
+  std::uint32_t labels;  // frame labels per second
+  std::int64_t minuteBU; // as used for labelling
   std::int64_t hourBU;
   std::int64_t dayBU;
   std::uint32_t dfPeriod; // drop-frame: every minute not divisible by this drops labels; 0 none
@@ -73,7 +73,9 @@ inline int128 _divide(int128 n, int128 d, int mode) {
   return q;
 }
 
-inline bool _fits(int128 value) { return value >= -kMaxPosition && value <= kMaxPosition; }
+inline bool _fits(int128 value) {
+  return value >= -kMaxPosition && value <= kMaxPosition;
+}
 
 // Fills the label fields of a valid word from a position (the system word is set by the caller).
 void _decompose(std::int64_t position, std::uint32_t system, TCINFO & info);

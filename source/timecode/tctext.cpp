@@ -60,8 +60,12 @@ void _putTwo(qefWChar * out, std::uint32_t value) {
   out[1] = static_cast<qefWChar>('0' + value % 10);
 }
 
-bool _isSpace(qefWChar ch) { return ch == ' ' || (ch >= '\t' && ch <= '\r'); }
-bool _isDigit(qefWChar ch) { return ch >= '0' && ch <= '9'; }
+bool _isSpace(qefWChar ch) {
+  return ch == ' ' || (ch >= '\t' && ch <= '\r');
+}
+bool _isDigit(qefWChar ch) {
+  return ch >= '0' && ch <= '9';
+}
 
 // Reads an unsigned number as the scanner's %u does: blanks skipped, an optional sign, then at
 // least one digit, at most `width` characters counting the sign (0: no limit). A minus negates
@@ -113,15 +117,25 @@ SZTC::SZTC() {
   }
 }
 
-SZTC::SZTC(std::int64_t position, std::uint32_t system) { _write(TCINFO(position, system)); }
-SZTC::SZTC(std::int32_t fields, std::uint32_t system) { _write(TCINFO(fields, system)); }
-SZTC::SZTC(double seconds, std::uint32_t system) { _write(TCINFO(seconds, system)); }
-SZTC::SZTC(timecode const & value) { _write(TCINFO(value)); }
-SZTC::SZTC(std::int32_t hours, std::uint32_t minutes, std::uint32_t seconds,
-           std::uint32_t frames, std::uint32_t system) {
+SZTC::SZTC(std::int64_t position, std::uint32_t system) {
+  _write(TCINFO(position, system));
+}
+SZTC::SZTC(std::int32_t fields, std::uint32_t system) {
+  _write(TCINFO(fields, system));
+}
+SZTC::SZTC(double seconds, std::uint32_t system) {
+  _write(TCINFO(seconds, system));
+}
+SZTC::SZTC(timecode const & value) {
+  _write(TCINFO(value));
+}
+SZTC::SZTC(std::int32_t hours, std::uint32_t minutes, std::uint32_t seconds, std::uint32_t frames,
+           std::uint32_t system) {
   _write(TCINFO(hours, minutes, seconds, frames, system));
 }
-SZTC::SZTC(TCINFO const & info) { _write(info); }
+SZTC::SZTC(TCINFO const & info) {
+  _write(info);
+}
 
 void SZTC::_write(TCINFO const & info) {
   std::uint32_t const word = timecode::NormalizeSystem(info.nSystem);
@@ -131,8 +145,7 @@ void SZTC::_write(TCINFO const & info) {
   } else if ((word & TC_UNASSIGNED) != 0) {
     picture = kUnassignedPicture;
   } else if ((info.nDays == 0 || info.nDays == -1) &&
-             (info.nHours > 99 || info.nMinutes > 99 || info.nSeconds > 99 ||
-              info.nFrames > 99)) {
+             (info.nHours > 99 || info.nMinutes > 99 || info.nSeconds > 99 || info.nFrames > 99)) {
     picture = kUndefinedPicture;
   }
   if (picture) {
@@ -304,7 +317,9 @@ void _normalizeFreeText(qefWChar const * text, qefWChar * out) {
 
 } // namespace
 
-SZTC::SZTC(qefWChar const * text) { _normalizeFreeText(text, m_text); }
+SZTC::SZTC(qefWChar const * text) {
+  _normalizeFreeText(text, m_text);
+}
 
 SZTC::SZTC(char const * text) {
   if (!text) {
@@ -382,8 +397,12 @@ TCINFO::TCINFO(SZTC const & text) {
   nSystem = word;
 }
 
-SZTC::operator std::int64_t() const { return static_cast<std::int64_t>(TCINFO(*this)); }
-SZTC::operator std::int32_t() const { return static_cast<std::int32_t>(TCINFO(*this)); }
+SZTC::operator std::int64_t() const {
+  return static_cast<std::int64_t>(TCINFO(*this));
+}
+SZTC::operator std::int32_t() const {
+  return static_cast<std::int32_t>(TCINFO(*this));
+}
 
 timecode::timecode(qefWChar const * text) : timecode(TCINFO(SZTC(text))) {}
 
@@ -539,9 +558,13 @@ timecode _parseRate(qefWChar const * text) {
 
 } // namespace
 
-SZUTC::SZUTC() { _writeLong(timecode(), m_text); }
+SZUTC::SZUTC() {
+  _writeLong(timecode(), m_text);
+}
 
-SZUTC::SZUTC(timecode const & value) { _writeLong(value, m_text); }
+SZUTC::SZUTC(timecode const & value) {
+  _writeLong(value, m_text);
+}
 
 SZUTC::SZUTC(qefWChar const * text) {
   std::uint32_t fields[4] = {};
@@ -567,6 +590,8 @@ SZUTC::SZUTC(char const * text) {
   *this = SZUTC(wide);
 }
 
-SZUTC::operator timecode() const { return _parseLong(m_text); }
+SZUTC::operator timecode() const {
+  return _parseLong(m_text);
+}
 
 } // namespace VORX::TimeCode

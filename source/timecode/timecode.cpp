@@ -106,8 +106,7 @@ std::int64_t _compose(TCINFO const & info) {
 
 // ---- TCINFO
 
-TCINFO::TCINFO(std::int64_t position, std::uint32_t system)
-    : TCINFO(timecode(position, system)) {}
+TCINFO::TCINFO(std::int64_t position, std::uint32_t system) : TCINFO(timecode(position, system)) {}
 
 TCINFO::TCINFO(std::int32_t fields, std::uint32_t system) : TCINFO(timecode(fields, system)) {}
 
@@ -150,7 +149,9 @@ TCINFO::TCINFO(std::int32_t hours, std::uint32_t minutes, std::uint32_t seconds,
   nDays = hours < 0 ? -static_cast<std::int64_t>(days) - 1 : static_cast<std::int64_t>(days);
 }
 
-TCINFO::operator std::int64_t() const { return IsDefined() ? detail::_compose(*this) : 0; }
+TCINFO::operator std::int64_t() const {
+  return IsDefined() ? detail::_compose(*this) : 0;
+}
 
 TCINFO::operator std::int32_t() const {
   if (!IsDefined()) {
@@ -178,7 +179,8 @@ bool TCINFO::GetInfo(std::uint32_t * hours, std::uint32_t * minutes, std::uint32
     return false;
   }
   if (hours) {
-    std::uint64_t const days = nDays < 0 ? _magnitude(nDays + 1) : static_cast<std::uint64_t>(nDays);
+    std::uint64_t const days =
+        nDays < 0 ? _magnitude(nDays + 1) : static_cast<std::uint64_t>(nDays);
     int128 const total = static_cast<int128>(days) * 24 + nHours;
     *hours = total > UINT32_MAX ? UINT32_MAX : static_cast<std::uint32_t>(total);
   }
@@ -281,7 +283,9 @@ void timecode::Unassign(std::uint32_t system) {
   m_system = (NormalizeSystem(system) & TC_INDEX_MASK) | TC_UNASSIGNED;
 }
 
-timecode::operator std::int64_t() const { return IsValid() ? m_position : 0; }
+timecode::operator std::int64_t() const {
+  return IsValid() ? m_position : 0;
+}
 
 timecode::operator std::int32_t() const {
   if (!IsValid()) {
@@ -326,7 +330,9 @@ qefWChar const * timecode::GetSystemString() const {
   return index < TC_SYSTEMS ? detail::kSystems[index].name : u"";
 }
 
-bool timecode::IsDFSystem() const { return IsDFSystem(m_system & TC_INDEX_MASK); }
+bool timecode::IsDFSystem() const {
+  return IsDFSystem(m_system & TC_INDEX_MASK);
+}
 
 bool timecode::GetFrameRateScale(std::uint32_t & rate, std::uint32_t & scale) const {
   return GetFrameRateScaleOf(m_system, rate, scale);
@@ -361,8 +367,12 @@ double timecode::BULen(std::uint32_t system) {
   return _row(system).scale == 1001 ? 1.001 / 1200.0 : 1.0 / 1200.0;
 }
 
-std::int64_t timecode::GetFrameBU(std::uint32_t system) { return _row(system).frameBU; }
-std::int64_t timecode::GetFieldBU(std::uint32_t system) { return _row(system).fieldBU; }
+std::int64_t timecode::GetFrameBU(std::uint32_t system) {
+  return _row(system).frameBU;
+}
+std::int64_t timecode::GetFieldBU(std::uint32_t system) {
+  return _row(system).fieldBU;
+}
 
 void timecode::GetFramerateTCList(std::uint32_t * list, std::uint32_t & count) {
   if (count > TC_SYSTEMS) {
@@ -429,7 +439,8 @@ std::uint32_t timecode::GetBestTCSystem(double fps) {
   }
   for (std::uint32_t i = 1; i < TC_SYSTEMS; ++i) {
     if (FramerateOf(detail::kByRate[i]) >= fps) {
-      double const mean = (FramerateOf(detail::kByRate[i - 1]) + FramerateOf(detail::kByRate[i])) / 2;
+      double const mean =
+          (FramerateOf(detail::kByRate[i - 1]) + FramerateOf(detail::kByRate[i])) / 2;
       return GetNDFSystem(mean > fps ? detail::kByRate[i - 1] : detail::kByRate[i]);
     }
   }
@@ -447,7 +458,9 @@ std::uint32_t timecode::GetTCSystemOf(std::uint32_t rate, std::uint32_t scale) {
 
 // ---- alignment and moves
 
-timecode & timecode::Align() { return AlignToSystem(m_system & TC_INDEX_MASK); }
+timecode & timecode::Align() {
+  return AlignToSystem(m_system & TC_INDEX_MASK);
+}
 
 timecode & timecode::AlignToSystem(std::uint32_t system) {
   if (!IsDefined()) {
@@ -481,7 +494,9 @@ bool _setIndex(std::int64_t & position, std::uint32_t & word, std::uint32_t syst
 
 } // namespace
 
-timecode & timecode::Trunc() { return TruncToSystem(m_system & TC_INDEX_MASK); }
+timecode & timecode::Trunc() {
+  return TruncToSystem(m_system & TC_INDEX_MASK);
+}
 
 timecode & timecode::TruncToSystem(std::uint32_t system) {
   if (!_setIndex(m_position, m_system, system)) {
@@ -502,7 +517,9 @@ timecode & timecode::TruncToSystem(std::uint32_t system) {
   return *this;
 }
 
-timecode & timecode::Roof() { return RoofToSystem(m_system & TC_INDEX_MASK); }
+timecode & timecode::Roof() {
+  return RoofToSystem(m_system & TC_INDEX_MASK);
+}
 
 timecode & timecode::RoofToSystem(std::uint32_t system) {
   if (!_setIndex(m_position, m_system, system)) {
@@ -521,7 +538,9 @@ timecode & timecode::RoofToSystem(std::uint32_t system) {
   return *this;
 }
 
-bool timecode::AssertAligned() const { return IsValid() && m_position % GetFrameBU() == 0; }
+bool timecode::AssertAligned() const {
+  return IsValid() && m_position % GetFrameBU() == 0;
+}
 
 bool timecode::AssertAlignedToSystem(std::uint32_t system) const {
   if (!IsValid() || system >= 16 || NormalizeSystem(system) >= 16) {
@@ -580,7 +599,8 @@ timecode & timecode::Slip(int n) {
     return *this;
   }
   timecode const quantity = GetMaxTC(m_system);
-  int128 const slipped = static_cast<int128>(m_position) + static_cast<int128>(n) * quantity.m_position;
+  int128 const slipped =
+      static_cast<int128>(m_position) + static_cast<int128>(n) * quantity.m_position;
   if (!quantity.IsDefined() || !_fits(slipped)) {
     m_system |= TC_UNDEFINED;
     return *this;
@@ -619,12 +639,12 @@ timecode & timecode::MapTo(std::uint32_t system, int direction) {
 
 namespace {
 
-constexpr std::int32_t kUpconvert[] = {TC_HD50, TC_HDNTSC, TC_HDNTSC_DF, -1,      -1,
-                                       -1,      -1,        -1,         -1,      TC_PAL,
-                                       TC_HD30, TC_FILM,   TC_HD60,    -1};
+constexpr std::int32_t kUpconvert[] = {TC_HD50, TC_HDNTSC, TC_HDNTSC_DF, -1, -1,
+                                       -1,      -1,        -1,           -1, TC_PAL,
+                                       TC_HD30, TC_FILM,   TC_HD60,      -1};
 static_assert(sizeof(kUpconvert) / sizeof(kUpconvert[0]) == TC_SYSTEMS);
-constexpr std::int32_t kDownconvert[] = {TC_PAL_PX, -1,     -1,     TC_FILM_PX, -1,
-                                         -1,        TC_PAL, TC_NTSC, TC_NTSC_DF, -1,
+constexpr std::int32_t kDownconvert[] = {TC_PAL_PX, -1,     -1,         TC_FILM_PX, -1,
+                                         -1,        TC_PAL, TC_NTSC,    TC_NTSC_DF, -1,
                                          -1,        -1,     TC_NTSC_PX, TC_HD30};
 static_assert(sizeof(kDownconvert) / sizeof(kDownconvert[0]) == TC_SYSTEMS);
 
@@ -914,9 +934,15 @@ bool timecode::operator>=(timecode const & other) const {
   return m_position >= other.m_position;
 }
 
-timecode operator+(std::int64_t units, timecode const & value) { return value + units; }
-timecode operator+(std::int32_t fields, timecode const & value) { return value + fields; }
-timecode operator+(double seconds, timecode const & value) { return value + seconds; }
+timecode operator+(std::int64_t units, timecode const & value) {
+  return value + units;
+}
+timecode operator+(std::int32_t fields, timecode const & value) {
+  return value + fields;
+}
+timecode operator+(double seconds, timecode const & value) {
+  return value + seconds;
+}
 
 timecode tcabs(timecode const & value) {
   return value.IsValid() && value.GetPosition() < 0 ? -value : value;
