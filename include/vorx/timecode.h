@@ -482,9 +482,11 @@ public:
   // The long form of an unassigned "PAL" value: "--:--:--:-- {25/1}Hz".
   SZUTC();
   explicit SZUTC(timecode const & value);
-  // Reads the text (as `operator timecode`, then, when that fails, only the rate after "{" up to
-  // "}Hz" with an optional "/D", giving an unassigned value of that system) and stores the long
-  // form of what it read; unreadable text stores the form of an unassigned value.
+  // Keeps a text that the seven-field read of `operator timecode` takes (re-written in the long
+  // form when it is longer than the buffer). Otherwise reads only the rate, after "{" up to
+  // "}Hz" with an optional "/D", and stores the long form of an unassigned value of that system
+  // ("--:--:--:-- {30000/1001}Hz/D"); unreadable text stores "--:--:--:-- {25/1}Hz".
+  // Note: `operator timecode` of such an unassigned form gives the plain unassigned value.
   explicit SZUTC(qefWChar const * text);
   explicit SZUTC(char const * text);
 

@@ -571,8 +571,18 @@ SZUTC::SZUTC(qefWChar const * text) {
   qefWChar marker = 0;
   std::uint32_t rate = 0;
   std::uint32_t scale = 0;
-  bool const complete = text && _readLong(text, fields, marker, rate, scale);
-  _writeLong(complete ? _parseLong(text) : _parseRate(text), m_text);
+  if (text && _readLong(text, fields, marker, rate, scale)) {
+    std::size_t const length = _length(text, kCapacity);
+    if (length < kCapacity) {
+      for (std::size_t i = 0; i <= length; ++i) {
+        m_text[i] = text[i];
+      }
+      return;
+    }
+    _writeLong(_parseLong(text), m_text);
+    return;
+  }
+  _writeLong(_parseRate(text), m_text);
 }
 
 SZUTC::SZUTC(char const * text) {

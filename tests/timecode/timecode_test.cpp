@@ -268,10 +268,15 @@ TEST(TimecodeConstruction, SecondsRoundHalfAwayFromZeroAndSaturate) {
     std::int64_t position;
   };
   constexpr Case kCases[] = {
-      {1.0, 0, 1200},     {1.001, 1, 1200},      {1.0, 1, 1199}, // 1198.8 base units of 1.001/1200
-                                                                 // s
-      {0.03125, 0, 38},                                          // 37.5
-      {-0.03125, 0, -38}, {3600.0, 12, 4320000}, {1e30, 0, kMax}, {-1e30, 0, -kMax},
+      {1.0, 0, 1200},
+      {1.001, 1, 1200},
+      {1.0, 1, 1199},   // 1198.8 base units of 1.001/1200
+                        // s
+      {0.03125, 0, 38}, // 37.5
+      {-0.03125, 0, -38},
+      {3600.0, 12, 4320000},
+      {1e30, 0, kMax},
+      {-1e30, 0, -kMax},
       {1e17, 0, kMax}, // within the seconds limit, beyond it in base units
       {-1e17, 0, -kMax},
   };
