@@ -1,0 +1,35 @@
+// Round trips over a whole day in every system. Optimised builds check every frame; debug and
+// sanitizer builds check a prime stride (which meets every label position over the day), and
+// the slow suite checks every frame there too.
+#include <gtest/gtest.h>
+
+#include "timecode/day_sweep.h"
+
+namespace {
+
+#ifdef NDEBUG
+constexpr std::int64_t kStride = 1;
+#else
+constexpr std::int64_t kStride = 101;
+#endif
+
+class DayRoundTrip : public ::testing::TestWithParam<std::uint32_t> {};
+
+TEST_P(DayRoundTrip, EveryFramePositionSurvivesLabelAndText) {
+  vorx::test::SweepResult const result = vorx::test::SweepDay(GetParam(), kStride, 7);
+  EXPECT_EQ(result.failures, 0) << result.first;
+  EXPECT_GT(result.checked, 10000);
+}
+
+INSTANTIATE_TEST_SUITE_P(AllSystems, DayRoundTrip, ::testing::Range(0u, 14u),
+                         [](::testing::TestParamInfo<std::uint32_t> const & param) {
+                           std::string name = vorx::test::kFacts[param.param].name;
+                           for (char & ch : name) {
+                             if (ch == '(' || ch == ')') {
+                               ch = '_';
+                             }
+                           }
+                           return name;
+                         });
+
+} // namespace
