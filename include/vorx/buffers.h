@@ -458,6 +458,9 @@ private:
   std::uint32_t shift;
   std::uint64_t mask;
   std::uint64_t table[256];
+  // Width 64 only (else zero): slice[k][b] is the CRC of byte `b` followed by k + 1 zero bytes,
+  // so eight bytes are folded in one step with the same result as the byte-wise update.
+  std::uint64_t slice[7][256];
 };
 
 } // namespace VORX::Buffers
