@@ -12,10 +12,17 @@ namespace VORX::String {
 // and `%ws` take `qefWChar const *`, `%hs` and `%S` take `char const *`, `%c` and `%lc` a
 // `qefWChar`, `%hc` and `%C` a `char`; size prefixes `I64`, `I32`, `I`, `ll`, `l`, `h`, `hh`,
 // `j`, `z`, `t`, `L`; flags, width, precision and `*` as in C; `%f`/`%e`/`%g`/`%a` use the C
-// library's digits in the current locale. A null string argument prints "(null)".
+// library's digits in the current locale; `%p` prints 16 upper-case hexadecimal digits and no
+// prefix. A null string argument prints "(null)". Narrow text is read as UTF-8; a byte that is
+// not part of a well-formed sequence becomes the unit of the same value (Latin-1 style).
+// Width and precision of strings count 16-bit units; a precision never splits a surrogate pair
+// decoded from narrow text. Note: `%ld`/`%lu` read the host's 64-bit `long`.
 // Writes at most `count` units including the terminator (always terminated when `count` > 0,
 // cutting the text) and returns the length the whole text has, so a result of `count` or more
-// means it was cut. An unknown conversion is copied as it stands. -1 for a null format.
+// means it was cut; a null `buffer` only measures. An unknown conversion is copied as it stands
+// (arguments its `*` named are still taken).
+// -1 for a null format, a text longer than INT_MAX, or a floating conversion too long for the
+// stack whose heap block cannot be had (the buffer then holds the text before it).
 // Ordinary messages are formatted without heap allocation.
 VORX_API int _vsnwprintf(qefWChar * buffer, std::size_t count, qefWChar const * format,
                          std::va_list arguments);

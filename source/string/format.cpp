@@ -1,15 +1,618 @@
-// Placeholder until the formatter lands.
+// The 16-bit formatter: printf over `qefWChar` text with the conventions of the Windows wide
+// runtime. Literal runs are copied in blocks, integers and strings are converted here, floating
+// conversions go through the C library's snprintf into a stack buffer and are widened.
+#include <vorx/core.h>
 #include <vorx/string.h>
+
+#include "format_utf8.h"
+
+#include <climits>
+#include <cstdio>
+#include <cstring>
+
 namespace VORX::String {
-int _vsnwprintf(qefWChar * buffer, std::size_t count, qefWChar const *, std::va_list) {
-  if (count) buffer[0] = 0;
-  return 0;
+namespace {
+
+// Where the text goes: writes what fits below `room` units, counts everything.
+struct _tagSINK {
+  qefWChar * buffer;
+  std::size_t room;
+  std::size_t total;
+
+  void Put(qefWChar unit) {
+    if (total < room) {
+      buffer[total] = unit;
+    }
+    ++total;
+  }
+  void Write(qefWChar const * units, std::size_t n) {
+    if (total < room) {
+      std::size_t const fit = room - total < n ? room - total : n;
+      std::memcpy(buffer + total, units, fit * sizeof(qefWChar));
+    }
+    total += n;
+  }
+  // ASCII bytes (digits, prefixes) widened one to one.
+  void WriteASCII(char const * bytes, std::size_t n) {
+    if (total < room) {
+      std::size_t const fit = room - total < n ? room - total : n;
+      for (std::size_t i = 0; i < fit; ++i) {
+        buffer[total + i] = static_cast<unsigned char>(bytes[i]);
+      }
+    }
+    total += n;
+  }
+  void Fill(qefWChar unit, std::size_t n) {
+    if (total < room) {
+      std::size_t const fit = room - total < n ? room - total : n;
+      for (std::size_t i = 0; i < fit; ++i) {
+        buffer[total + i] = unit;
+      }
+    }
+    total += n;
+  }
+};
+
+// The argument list, wrapped so that helpers can take it by reference on every ABI.
+struct _tagARGS {
+  std::va_list list;
+};
+
+enum class _eSIZE : unsigned char { None, HH, H, L, LL, J, Z, T, BigL, I64, I32, I, W };
+
+struct _tagSPEC {
+  bool left;
+  bool plus;
+  bool space;
+  bool alt;
+  bool zero;
+  int width;
+  int precision; // -1 when none is given
+  _eSIZE size;
+  qefWChar conversion;
+};
+
+// The units a string argument that is null prints.
+constexpr qefWChar g_nullText[] = u"(null)";
+static_assert(sizeof(g_nullText) / sizeof(g_nullText[0]) == 7);
+
+// A float rendered by the C library fits here unless it asks for a huge width or precision.
+constexpr std::size_t g_floatStack = 512;
+
+std::size_t _padding(int width, std::size_t length) {
+  return width > 0 && static_cast<std::size_t>(width) > length
+             ? static_cast<std::size_t>(width) - length
+             : 0;
 }
+
+std::int64_t _signedArgument(_tagARGS & args, _eSIZE size) {
+  switch (size) {
+  case _eSIZE::HH:
+    return static_cast<signed char>(va_arg(args.list, int));
+  case _eSIZE::H:
+    return static_cast<short>(va_arg(args.list, int));
+  case _eSIZE::L:
+    return va_arg(args.list, long);
+  case _eSIZE::LL:
+  case _eSIZE::BigL:
+  case _eSIZE::I64:
+    return va_arg(args.list, long long);
+  case _eSIZE::J:
+    return va_arg(args.list, std::intmax_t);
+  case _eSIZE::Z:
+  case _eSIZE::T:
+  case _eSIZE::I:
+    return va_arg(args.list, std::ptrdiff_t);
+  case _eSIZE::I32:
+  case _eSIZE::None:
+  case _eSIZE::W:
+    break;
+  }
+  return va_arg(args.list, int);
+}
+
+std::uint64_t _unsignedArgument(_tagARGS & args, _eSIZE size) {
+  switch (size) {
+  case _eSIZE::HH:
+    return static_cast<unsigned char>(va_arg(args.list, unsigned));
+  case _eSIZE::H:
+    return static_cast<unsigned short>(va_arg(args.list, unsigned));
+  case _eSIZE::L:
+    return va_arg(args.list, unsigned long);
+  case _eSIZE::LL:
+  case _eSIZE::BigL:
+  case _eSIZE::I64:
+    return va_arg(args.list, unsigned long long);
+  case _eSIZE::J:
+    return va_arg(args.list, std::uintmax_t);
+  case _eSIZE::Z:
+  case _eSIZE::T:
+  case _eSIZE::I:
+    return va_arg(args.list, std::size_t);
+  case _eSIZE::I32:
+  case _eSIZE::None:
+  case _eSIZE::W:
+    break;
+  }
+  return va_arg(args.list, unsigned);
+}
+
+// d i u o x X: sign or "0x" prefix, zeros up to the precision (or the width with '0'), digits.
+void _putInteger(_tagSINK & out, _tagSPEC const & spec, std::uint64_t magnitude, bool negative) {
+  char digits[24];
+  char * const end = digits + sizeof(digits);
+  char * first = end;
+  qefWChar const c = spec.conversion;
+  if (magnitude != 0 || spec.precision != 0) {
+    if (c == u'x' || c == u'X') {
+      char const * const hex = c == u'x' ? "0123456789abcdef" : "0123456789ABCDEF";
+      do {
+        *--first = hex[magnitude & 15];
+        magnitude >>= 4;
+      } while (magnitude);
+    } else if (c == u'o') {
+      do {
+        *--first = static_cast<char>('0' + (magnitude & 7));
+        magnitude >>= 3;
+      } while (magnitude);
+    } else {
+      do {
+        *--first = static_cast<char>('0' + magnitude % 10);
+        magnitude /= 10;
+      } while (magnitude);
+    }
+  }
+  std::size_t const n = static_cast<std::size_t>(end - first);
+
+  char prefix[2];
+  std::size_t prefixLength = 0;
+  if (c == u'd' || c == u'i') {
+    if (negative) {
+      prefix[prefixLength++] = '-';
+    } else if (spec.plus) {
+      prefix[prefixLength++] = '+';
+    } else if (spec.space) {
+      prefix[prefixLength++] = ' ';
+    }
+  } else if (spec.alt && (c == u'x' || c == u'X') && n != 0 && *first != '0') {
+    prefix[prefixLength++] = '0';
+    prefix[prefixLength++] = static_cast<char>(c);
+  }
+
+  std::size_t zeros = spec.precision > 0 && static_cast<std::size_t>(spec.precision) > n
+                          ? static_cast<std::size_t>(spec.precision) - n
+                          : 0;
+  if (c == u'o' && spec.alt && zeros == 0 && (n == 0 || *first != '0')) {
+    zeros = 1; // the alternative octal form always starts with 0
+  }
+  if (spec.precision < 0 && spec.zero && !spec.left) {
+    zeros += _padding(spec.width, prefixLength + zeros + n);
+  }
+  std::size_t const pad = _padding(spec.width, prefixLength + zeros + n);
+  if (!spec.left) {
+    out.Fill(u' ', pad);
+  }
+  out.WriteASCII(prefix, prefixLength);
+  out.Fill(u'0', zeros);
+  out.WriteASCII(first, n);
+  if (spec.left) {
+    out.Fill(u' ', pad);
+  }
+}
+
+// %p: 16 upper-case hexadecimal digits, no prefix.
+void _putPointer(_tagSINK & out, _tagSPEC const & spec, void const * pointer) {
+  char digits[16];
+  auto value = reinterpret_cast<std::uintptr_t>(pointer);
+  for (int i = 15; i >= 0; --i) {
+    digits[i] = "0123456789ABCDEF"[value & 15];
+    value >>= 4;
+  }
+  std::size_t const pad = _padding(spec.width, sizeof(digits));
+  if (!spec.left) {
+    out.Fill(u' ', pad);
+  }
+  out.WriteASCII(digits, sizeof(digits));
+  if (spec.left) {
+    out.Fill(u' ', pad);
+  }
+}
+
+void _putWide(_tagSINK & out, _tagSPEC const & spec, qefWChar const * text) {
+  if (!text) {
+    text = g_nullText;
+  }
+  std::size_t length = 0;
+  if (spec.precision >= 0) {
+    auto const limit = static_cast<std::size_t>(spec.precision);
+    while (length < limit && text[length]) {
+      ++length;
+    }
+  } else {
+    while (text[length]) {
+      ++length;
+    }
+  }
+  std::size_t const pad = _padding(spec.width, length);
+  if (!spec.left) {
+    out.Fill(u' ', pad);
+  }
+  out.Write(text, length);
+  if (spec.left) {
+    out.Fill(u' ', pad);
+  }
+}
+
+// Decodes narrow text as UTF-8 into the sink, at most `limit` units; returns the units it takes.
+// A character that needs a surrogate pair is not split: it is left out when only one unit is left.
+std::size_t _putNarrow(_tagSINK * out, unsigned char const * text, std::size_t limit) {
+  std::size_t units = 0;
+  while (*text && units < limit) {
+    char32_t cp;
+    text += _decodeUTF8(text, cp);
+    if (cp < 0x10000) {
+      if (out) {
+        out->Put(static_cast<qefWChar>(cp));
+      }
+      ++units;
+    } else {
+      if (limit - units < 2) {
+        break;
+      }
+      if (out) {
+        out->Put(static_cast<qefWChar>(0xD800 + ((cp - 0x10000) >> 10)));
+        out->Put(static_cast<qefWChar>(0xDC00 + ((cp - 0x10000) & 0x3FF)));
+      }
+      units += 2;
+    }
+  }
+  return units;
+}
+
+void _putNarrowString(_tagSINK & out, _tagSPEC const & spec, char const * text) {
+  if (!text) {
+    _putWide(out, spec, nullptr);
+    return;
+  }
+  auto const bytes = reinterpret_cast<unsigned char const *>(text);
+  std::size_t const limit =
+      spec.precision >= 0 ? static_cast<std::size_t>(spec.precision) : SIZE_MAX;
+  if (spec.width > 0 && !spec.left) {
+    out.Fill(u' ', _padding(spec.width, _putNarrow(nullptr, bytes, limit)));
+    _putNarrow(&out, bytes, limit);
+  } else {
+    std::size_t const length = _putNarrow(&out, bytes, limit);
+    out.Fill(u' ', _padding(spec.width, length));
+  }
+}
+
+void _putCharacter(_tagSINK & out, _tagSPEC const & spec, qefWChar unit) {
+  std::size_t const pad = _padding(spec.width, 1);
+  if (!spec.left) {
+    out.Fill(u' ', pad);
+  }
+  out.Put(unit);
+  if (spec.left) {
+    out.Fill(u' ', pad);
+  }
+}
+
+// Writes `value` in decimal, most significant digit first; returns the end.
+char * _putDecimal(char * p, unsigned value) {
+  char digits[10];
+  int n = 0;
+  do {
+    digits[n++] = static_cast<char>('0' + value % 10);
+    value /= 10;
+  } while (value);
+  while (n) {
+    *p++ = digits[--n];
+  }
+  return p;
+}
+
+// f F e E g G a A through the C library; false when it fails or the heap is out.
+bool _putFloat(_tagSINK & out, _tagSPEC const & spec, _tagARGS & args) {
+  char format[32];
+  char * p = format;
+  *p++ = '%';
+  if (spec.left) {
+    *p++ = '-';
+  }
+  if (spec.plus) {
+    *p++ = '+';
+  }
+  if (spec.space) {
+    *p++ = ' ';
+  }
+  if (spec.alt) {
+    *p++ = '#';
+  }
+  if (spec.zero) {
+    *p++ = '0';
+  }
+  if (spec.width > 0) {
+    p = _putDecimal(p, static_cast<unsigned>(spec.width));
+  }
+  if (spec.precision >= 0) {
+    *p++ = '.';
+    p = _putDecimal(p, static_cast<unsigned>(spec.precision));
+  }
+  bool const isLong = spec.size == _eSIZE::BigL;
+  if (isLong) {
+    *p++ = 'L';
+  }
+  *p++ = static_cast<char>(spec.conversion);
+  *p = 0;
+
+  long double longValue = 0;
+  double value = 0;
+  if (isLong) {
+    longValue = va_arg(args.list, long double);
+  } else {
+    value = va_arg(args.list, double);
+  }
+  char stack[g_floatStack];
+  char * text = stack;
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+  int length = isLong ? std::snprintf(stack, sizeof(stack), format, longValue)
+                      : std::snprintf(stack, sizeof(stack), format, value);
+  if (length < 0) {
+    return false;
+  }
+  if (static_cast<std::size_t>(length) >= sizeof(stack)) {
+    text = static_cast<char *>(Core::OS::_falloc(static_cast<std::size_t>(length) + 1));
+    if (!text) {
+      return false;
+    }
+    length = isLong ? std::snprintf(text, static_cast<std::size_t>(length) + 1, format, longValue)
+                    : std::snprintf(text, static_cast<std::size_t>(length) + 1, format, value);
+  }
+#pragma GCC diagnostic pop
+  if (length > 0) {
+    _putNarrow(&out, reinterpret_cast<unsigned char const *>(text), SIZE_MAX);
+  }
+  if (text != stack) {
+    Core::OS::_ffree(text);
+  }
+  return length >= 0;
+}
+
+void _storeCount(_tagARGS & args, _eSIZE size, std::size_t total) {
+  auto const n = static_cast<long long>(total);
+  switch (size) {
+  case _eSIZE::HH:
+    *va_arg(args.list, signed char *) = static_cast<signed char>(n);
+    return;
+  case _eSIZE::H:
+    *va_arg(args.list, short *) = static_cast<short>(n);
+    return;
+  case _eSIZE::L:
+    *va_arg(args.list, long *) = static_cast<long>(n);
+    return;
+  case _eSIZE::LL:
+  case _eSIZE::BigL:
+  case _eSIZE::I64:
+    *va_arg(args.list, long long *) = n;
+    return;
+  case _eSIZE::J:
+    *va_arg(args.list, std::intmax_t *) = n;
+    return;
+  case _eSIZE::Z:
+  case _eSIZE::T:
+  case _eSIZE::I:
+    *va_arg(args.list, std::ptrdiff_t *) = static_cast<std::ptrdiff_t>(n);
+    return;
+  case _eSIZE::I32:
+  case _eSIZE::None:
+  case _eSIZE::W:
+    break;
+  }
+  *va_arg(args.list, int *) = static_cast<int>(n);
+}
+
+// Reads a decimal number, saturating at INT_MAX.
+int _readNumber(qefWChar const *& f) {
+  int value = 0;
+  while (*f >= u'0' && *f <= u'9') {
+    int const digit = *f++ - u'0';
+    value = value > (INT_MAX - digit) / 10 ? INT_MAX : value * 10 + digit;
+  }
+  return value;
+}
+
+// The whole format; false when a floating conversion failed.
+bool _format(_tagSINK & out, qefWChar const * f, _tagARGS & args) {
+  for (;;) {
+    qefWChar const * const run = f;
+    while (*f && *f != u'%') {
+      ++f;
+    }
+    if (f != run) {
+      out.Write(run, static_cast<std::size_t>(f - run));
+    }
+    if (!*f) {
+      return true;
+    }
+    qefWChar const * const start = f++;
+    _tagSPEC spec{};
+    spec.precision = -1;
+    for (;; ++f) {
+      if (*f == u'-') {
+        spec.left = true;
+      } else if (*f == u'+') {
+        spec.plus = true;
+      } else if (*f == u' ') {
+        spec.space = true;
+      } else if (*f == u'#') {
+        spec.alt = true;
+      } else if (*f == u'0') {
+        spec.zero = true;
+      } else {
+        break;
+      }
+    }
+    if (*f == u'*') {
+      ++f;
+      int const width = va_arg(args.list, int);
+      if (width < 0) {
+        spec.left = true;
+        spec.width = width == INT_MIN ? INT_MAX : -width;
+      } else {
+        spec.width = width;
+      }
+    } else {
+      spec.width = _readNumber(f);
+    }
+    if (*f == u'.') {
+      ++f;
+      if (*f == u'*') {
+        ++f;
+        int const precision = va_arg(args.list, int);
+        spec.precision = precision < 0 ? -1 : precision;
+      } else {
+        spec.precision = _readNumber(f);
+      }
+    }
+    switch (*f) {
+    case u'h':
+      spec.size = f[1] == u'h' ? _eSIZE::HH : _eSIZE::H;
+      f += f[1] == u'h' ? 2 : 1;
+      break;
+    case u'l':
+      spec.size = f[1] == u'l' ? _eSIZE::LL : _eSIZE::L;
+      f += f[1] == u'l' ? 2 : 1;
+      break;
+    case u'j':
+      spec.size = _eSIZE::J;
+      ++f;
+      break;
+    case u'z':
+      spec.size = _eSIZE::Z;
+      ++f;
+      break;
+    case u't':
+      spec.size = _eSIZE::T;
+      ++f;
+      break;
+    case u'L':
+      spec.size = _eSIZE::BigL;
+      ++f;
+      break;
+    case u'w':
+      spec.size = _eSIZE::W;
+      ++f;
+      break;
+    case u'I':
+      if (f[1] == u'6' && f[2] == u'4') {
+        spec.size = _eSIZE::I64;
+        f += 3;
+      } else if (f[1] == u'3' && f[2] == u'2') {
+        spec.size = _eSIZE::I32;
+        f += 3;
+      } else {
+        spec.size = _eSIZE::I;
+        ++f;
+      }
+      break;
+    default:
+      break;
+    }
+    spec.conversion = *f;
+    bool const narrow = spec.size == _eSIZE::H || spec.size == _eSIZE::HH;
+    bool const wide = spec.size == _eSIZE::L || spec.size == _eSIZE::W;
+    switch (spec.conversion) {
+    case u'd':
+    case u'i': {
+      std::int64_t const value = _signedArgument(args, spec.size);
+      bool const negative = value < 0;
+      std::uint64_t const magnitude =
+          negative ? 0 - static_cast<std::uint64_t>(value) : static_cast<std::uint64_t>(value);
+      _putInteger(out, spec, magnitude, negative);
+      break;
+    }
+    case u'u':
+    case u'o':
+    case u'x':
+    case u'X':
+      _putInteger(out, spec, _unsignedArgument(args, spec.size), false);
+      break;
+    case u'c':
+    case u'C': {
+      int const value = va_arg(args.list, int);
+      bool const byte = spec.conversion == u'c' ? narrow : !wide;
+      _putCharacter(out, spec,
+                    byte ? static_cast<unsigned char>(value) : static_cast<qefWChar>(value));
+      break;
+    }
+    case u's':
+    case u'S':
+      if (spec.conversion == u's' ? narrow : !wide) {
+        _putNarrowString(out, spec, va_arg(args.list, char const *));
+      } else {
+        _putWide(out, spec, va_arg(args.list, qefWChar const *));
+      }
+      break;
+    case u'p':
+      _putPointer(out, spec, va_arg(args.list, void const *));
+      break;
+    case u'n':
+      _storeCount(args, spec.size, out.total);
+      break;
+    case u'f':
+    case u'F':
+    case u'e':
+    case u'E':
+    case u'g':
+    case u'G':
+    case u'a':
+    case u'A':
+      if (!_putFloat(out, spec, args)) {
+        return false;
+      }
+      break;
+    case u'%':
+      out.Put(u'%');
+      break;
+    case 0:
+      out.Write(start, static_cast<std::size_t>(f - start));
+      return true;
+    default:
+      out.Write(start, static_cast<std::size_t>(f + 1 - start));
+      break;
+    }
+    ++f;
+  }
+}
+
+} // namespace
+
+int _vsnwprintf(qefWChar * buffer, std::size_t count, qefWChar const * format,
+                std::va_list arguments) {
+  _tagSINK out{buffer, buffer && count ? count - 1 : 0, 0};
+  bool ok = false;
+  if (format) {
+    _tagARGS args;
+    va_copy(args.list, arguments);
+    ok = _format(out, format, args);
+    va_end(args.list);
+  }
+  if (buffer && count) {
+    buffer[out.total < out.room ? out.total : out.room] = 0;
+  }
+  if (!ok || out.total > static_cast<std::size_t>(INT_MAX)) {
+    return -1;
+  }
+  return static_cast<int>(out.total);
+}
+
 int _snwprintf(qefWChar * buffer, std::size_t count, qefWChar const * format, ...) {
-  std::va_list a; va_start(a, format); int r = _vsnwprintf(buffer, count, format, a); va_end(a); return r;
+  std::va_list arguments;
+  va_start(arguments, format);
+  int const result = _vsnwprintf(buffer, count, format, arguments);
+  va_end(arguments);
+  return result;
 }
-int vswscanf(qefWChar const *, qefWChar const *, std::va_list) { return -1; }
-int swscanf(qefWChar const * input, qefWChar const * format, ...) {
-  std::va_list a; va_start(a, format); int r = vswscanf(input, format, a); va_end(a); return r;
-}
-}
+
+} // namespace VORX::String
