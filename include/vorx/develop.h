@@ -20,7 +20,9 @@ enum _qefDebugLevel : int {
 
 // Placement forms that let a level ride along with a placement construction; they return
 // `place` and do nothing else.
-inline void * operator new(std::size_t, void * place, _qefDebugLevel) noexcept { return place; }
+inline void * operator new(std::size_t, void * place, _qefDebugLevel) noexcept {
+  return place;
+}
 inline void operator delete(void *, void *, _qefDebugLevel) noexcept {}
 
 namespace VORX::Develop {
@@ -91,7 +93,9 @@ VORX_API std::uint64_t _now_micro();
 // `_now_nano()` in milliseconds, a remainder of 500000 ns or more rounding up.
 VORX_API std::uint64_t _now_milli();
 // The rounding of `_now_micro` and `_now_milli` applied to a given reading.
-constexpr std::uint64_t _nanoToMicro(std::uint64_t ns) { return ns / 1000 + (ns % 1000 >= 500); }
+constexpr std::uint64_t _nanoToMicro(std::uint64_t ns) {
+  return ns / 1000 + (ns % 1000 >= 500);
+}
 constexpr std::uint64_t _nanoToMilli(std::uint64_t ns) {
   return ns / 1000000 + (ns % 1000000 >= 500000);
 }

@@ -14,7 +14,9 @@ std::atomic<void (*)(void *)> g_free{&std::free};
 
 } // namespace
 
-void * _falloc(std::size_t bytes) { return g_alloc.load(std::memory_order_acquire)(bytes); }
+void * _falloc(std::size_t bytes) {
+  return g_alloc.load(std::memory_order_acquire)(bytes);
+}
 
 void * _frealloc(void * block, std::size_t bytes) {
   return g_realloc.load(std::memory_order_acquire)(block, bytes);

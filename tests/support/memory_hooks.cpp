@@ -75,31 +75,39 @@ class LeakCheck : public ::testing::EmptyTestEventListener {
 struct Installer {
   Installer() {
     static VORX::Core::OS::tagMEMORYFUNCTIONS const functions = {&CountingAlloc, &CountingRealloc,
-                                                                  &CountingFree};
+                                                                 &CountingFree};
     VORX::Core::OS::SetMemoryFunctions(&functions);
   }
 };
 
 } // namespace
 
-long LiveBlocks() { return g_live.load(); }
+long LiveBlocks() {
+  return g_live.load();
+}
 
 AllocationFailure::AllocationFailure(long successes) {
   g_refused.store(0);
   g_successes.store(successes);
 }
 
-AllocationFailure::~AllocationFailure() { g_successes.store(-1); }
+AllocationFailure::~AllocationFailure() {
+  g_successes.store(-1);
+}
 
-long AllocationFailure::Refused() const { return g_refused.load(); }
+long AllocationFailure::Refused() const {
+  return g_refused.load();
+}
 
-void AllowPersistentBlocks() { g_allowPersistent = true; }
+void AllowPersistentBlocks() {
+  g_allowPersistent = true;
+}
 
 } // namespace vorx::test
 
 int main(int argc, char ** argv) {
   static vorx::test::Installer const installer;
-  ::testing::InitGoogleMock(&argc, argv);
+  ::testing::InitGoogleTest(&argc, argv);
   ::testing::UnitTest::GetInstance()->listeners().Append(new vorx::test::LeakCheck);
   return RUN_ALL_TESTS();
 }

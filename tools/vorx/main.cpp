@@ -21,8 +21,8 @@ void StderrLogger(_qefDebugLevel level, qefWChar const * category, char const * 
   qefWChar message[2048];
   VORX::String::_vsnwprintf(message, 2048, format, arguments);
   qefWChar prefix[512];
-  VORX::Develop::_formatLogPrefix(prefix, 512, VORX::Develop::OS::_processClock(), level,
-                                  category, file, line);
+  VORX::Develop::_formatLogPrefix(prefix, 512, VORX::Develop::OS::_processClock(), level, category,
+                                  file, line);
   VORX::Develop::OS::OutputDebugMessage(prefix);
   VORX::Develop::OS::OutputDebugMessage(message);
   VORX::Develop::OS::OutputDebugMessage(u"\n");
@@ -50,7 +50,9 @@ CommandRegistration::CommandRegistration(Command const & command) {
   Registry().push_back(command);
 }
 
-std::vector<Command> const & Commands() { return Registry(); }
+std::vector<Command> const & Commands() {
+  return Registry();
+}
 
 int Fail(char const * name, std::string const & message, int status) {
   std::fprintf(stderr, "vorx %s: %s\n", name, message.c_str());
