@@ -33,8 +33,9 @@ VORX_API int _snwprintf(qefWChar * buffer, std::size_t count, qefWChar const * f
 // stores a `qefWChar`, `%hc` a `char`), `*` suppression, widths, `%n`. Returns the number of
 // fields stored, or -1 when the input ends (or is null) before the first conversion (a
 // suppressed one counts). A malformed format or an unknown conversion stops the scan.
-// Narrow fields are stored as UTF-8 and their width counts the bytes stored (a character that
-// does not fit ends the field); `%hc` stores units up to U+00FF as their value, others as '?'.
+// Narrow fields are stored as UTF-8 (a lone surrogate as U+FFFD) and their width counts the
+// bytes stored: a character that does not fit ends the field. `%hc` stores units up to U+00FF
+// as their value, others as '?'.
 // Integers read as strtoll (`d`, `i`) or strtoull would, then keep the low bits of their size;
 // a lone "0x" reads as 0. `%f` stores a float, `%lf` a double, `%Lf` a long double, and takes
 // only the characters of the longest number the C library reads in the current locale.

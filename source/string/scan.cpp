@@ -130,7 +130,7 @@ char _narrowUnit(qefWChar unit) {
 }
 
 // Appends the UTF-8 of the character at `p` to `out` while `room` lasts; false (consuming
-// nothing) when it does not fit. A lone surrogate becomes '?'.
+// nothing) when it does not fit. A lone surrogate becomes U+FFFD.
 bool _appendUTF8(qefWChar const *& p, std::size_t length, char * out, std::size_t & room,
                  std::size_t & used) {
   char32_t cp = p[0];
@@ -139,7 +139,7 @@ bool _appendUTF8(qefWChar const *& p, std::size_t length, char * out, std::size_
     cp = 0x10000 + ((cp - 0xD800) << 10) + (p[1] - 0xDC00u);
     units = 2;
   } else if (cp >= 0xD800 && cp <= 0xDFFF) {
-    cp = u'?';
+    cp = 0xFFFD;
   }
   char bytes[4];
   auto const n = static_cast<std::size_t>(_encodeUTF8(cp, bytes));
