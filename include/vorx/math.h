@@ -56,6 +56,7 @@ public:
   // Exact arithmetic. Results outside the definition space are 1/0 with a log line; a zero
   // denominator on both sides gives 1/0 silently; an undefined operand gives a denominator 0.
   // Note: `*` and `/` do not normalise: (-1/2) * (1/1) is 1/-2, which == tells apart from -1/2.
+  // A denominator that ends up negative is held to the same bound as a positive one.
   CRational operator+(CRational const & other) const;
   CRational operator-(CRational const & other) const;
   CRational operator*(CRational const & other) const;

@@ -118,7 +118,7 @@ CRational & CRational::operator+=(CRational const & other) {
   }
   std::int64_t const num = t / h;
   std::int64_t const den = b1 * (d / h);
-  if (num > kMaxComponent || num < -kMaxComponent || den >= kLimit) {
+  if (num > kMaxComponent || num < -kMaxComponent || den >= kLimit || den <= -kLimit) {
     _logOverflow(__LINE__, u"CRational::operator +(): Result exceeded definition space");
     _setUndefined();
     return *this;
@@ -141,7 +141,7 @@ CRational & CRational::operator*=(CRational const & other) {
   }
   std::int64_t const num = (m_num / g) * (other.m_num / h);
   std::int64_t const den = (m_den / h) * (other.m_den / g);
-  if (num > kMaxComponent || num < -kMaxComponent || den > kMaxComponent) {
+  if (num > kMaxComponent || num < -kMaxComponent || den > kMaxComponent || den < -kMaxComponent) {
     _logOverflow(__LINE__, u"CRational::operator *(): Result exceeded definition space");
     _setUndefined();
     return *this;
