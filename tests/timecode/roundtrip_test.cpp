@@ -1,6 +1,6 @@
 // Round trips over a whole day in every system. Optimised builds check every frame; debug and
-// sanitizer builds check a prime stride (which meets every label position over the day), and
-// the slow suite checks every frame there too.
+// sanitizer builds check a prime stride (which meets every label of a second over the day);
+// the slow suite adds the long form, negative and later positions on every (seventh) frame.
 #include <gtest/gtest.h>
 
 #include "timecode/day_sweep.h"
