@@ -60,7 +60,9 @@ struct VORX_API TCINFO {
 
   // Unassigned.
   TCINFO() = default;
-  // The label of a position in base units.
+  // The label of a position in base units. A position between frame boundaries reads as the
+  // frame it lies in, in every system (in "HDNTSC(DF)" the second frame of a pair starts 20
+  // base units into the pair; in "PAL(PX)" the 13th frame of an even second ends at 1248).
   TCINFO(std::int64_t position, std::uint32_t system);
   // The label of a count of fields; out of range (see `timecode`) gives the word 0x10000.
   TCINFO(std::int32_t fields, std::uint32_t system);
@@ -72,6 +74,7 @@ struct VORX_API TCINFO {
   // dropped labels of the drop-frame systems are refused. Refusal sets 0x10000 with the index
   // (0x30000 when the index was not a valid one). Negative hours give a negative label whose
   // day count is -days-1 (hours -1 is day -1, 01:00:00:00).
+  // An unassigned `system` gives all fields 0 without checking the label.
   // Note: an index of 14 or 15 is read as "PAL" for validation and gives an unassigned value.
   TCINFO(std::int32_t hours, std::uint32_t minutes, std::uint32_t seconds, std::uint32_t frames,
          std::uint32_t system);
