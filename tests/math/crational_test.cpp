@@ -1,6 +1,7 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <type_traits>
 
 #include <gtest/gtest.h>
 #include <vorx/math.h>
@@ -73,6 +74,13 @@ TEST(Rational, ConstructionReducesAndPutsTheSignInTheNumerator) {
   EXPECT_TRUE(Is(CRational(), 0, 1));
   EXPECT_TRUE(Is(CRational(-7), -7, 1));
 }
+
+// An `int` selects the 32-bit forms; a 64-bit integer must not be cut to 32 bits silently.
+static_assert(std::is_constructible_v<CRational, int>);
+static_assert(std::is_constructible_v<CRational, int, int>);
+static_assert(!std::is_constructible_v<CRational, std::int64_t>);
+static_assert(!std::is_constructible_v<CRational, std::int64_t, std::int64_t>);
+static_assert(!std::is_convertible_v<int, CRational>);
 
 TEST(Rational, LeavingTheDefinitionSpaceGivesOneOverZeroAndOneLogLine) {
   struct Case {

@@ -2,6 +2,7 @@
 #include <cstdint>
 #include <limits>
 #include <string>
+#include <type_traits>
 
 #include <gtest/gtest.h>
 #include <vorx/timecode.h>
@@ -234,6 +235,17 @@ TEST(TimecodeSystems, LimitsOfPositions) {
 }
 
 // ---- construction and conversion
+
+// An `int` selects the field count, a `std::int64_t` base units, a double seconds.
+static_assert(!std::is_convertible_v<std::int64_t, timecode>);
+
+TEST(TimecodeConstruction, IntLiteralsCountFieldsAndInt64CountBaseUnits) {
+  EXPECT_EQ(timecode(5, TC_PAL).GetPosition(), 120);
+  EXPECT_EQ(timecode(INT64_C(5), TC_PAL).GetPosition(), 5);
+  EXPECT_EQ(timecode(5.0, TC_PAL).GetPosition(), 6000);
+  EXPECT_EQ(TCINFO(50, TC_PAL).ss(), 1u);
+  EXPECT_EQ(static_cast<std::int64_t>(SZTC(50, TC_PAL)), 1200);
+}
 
 TEST(TimecodeConstruction, FieldCounts) {
   struct Case {
