@@ -6,5 +6,6 @@
 #include <vorx/core.h>
 #include <vorx/develop.h>
 #include <vorx/hr.h>
+#include <vorx/internetional.h>
 #include <vorx/qef.h>
 #include <vorx/string.h>
