@@ -12,6 +12,20 @@ std::uint64_t UTF8_To_qefWChar(unsigned char const * src, std::uint64_t srcMax, 
   if (!src) {
     return 0;
   }
+  _Stop stop;
+  bool tooLarge;
+  if (dst) {
+    std::size_t const n = ::strnlen(reinterpret_cast<char const *>(src), srcMax);
+    if (dstCount > n) {
+      // Room for any text of n bytes: convert in one pass.
+      std::size_t const written = _decodeUTF8(src, n, n < srcMax, dst, stop, tooLarge);
+      if (stop == _Stop::Error) {
+        return 0;
+      }
+      dst[written] = 0;
+      return written + 1;
+    }
+  }
   _Scan const scan = _scanUTF8(src, srcMax, _U8Count::Units16);
   std::uint64_t const needed = scan.count + 1;
   if (!dst) {
@@ -20,8 +34,7 @@ std::uint64_t UTF8_To_qefWChar(unsigned char const * src, std::uint64_t srcMax, 
   if (needed > dstCount || scan.stop == _Stop::Error) {
     return 0;
   }
-  bool tooLarge = false;
-  std::size_t const written = _convertUTF8(src, scan.used, dst, tooLarge);
+  std::size_t const written = _decodeUTF8(src, scan.used, false, dst, stop, tooLarge);
   if (tooLarge) {
     return 0;
   }
@@ -34,6 +47,19 @@ std::uint64_t qefWChar_To_UTF8(qefWChar const * src, std::uint64_t srcMax, unsig
   if (!src) {
     return 0;
   }
+  _Stop stop;
+  if (dst) {
+    std::size_t const n = _wcsnlen(src, srcMax);
+    if (n < qefAllOnes / 3 && dstCount > 3 * static_cast<std::uint64_t>(n)) {
+      // Room for any text of n units: convert in one pass.
+      std::size_t const written = _encodeWide(src, n, n < srcMax, dst, stop);
+      if (stop == _Stop::Error) {
+        return 0;
+      }
+      dst[written] = 0;
+      return written + 1;
+    }
+  }
   _Scan const scan = _scanWide(src, srcMax, _WCount::Utf8Bytes);
   std::uint64_t const needed = scan.count + 1;
   if (!dst) {
@@ -42,7 +68,7 @@ std::uint64_t qefWChar_To_UTF8(qefWChar const * src, std::uint64_t srcMax, unsig
   if (needed > dstCount || scan.stop == _Stop::Error) {
     return 0;
   }
-  std::size_t const written = _convertWideToUTF8(src, scan.used, dst);
+  std::size_t const written = _encodeWide(src, scan.used, false, dst, stop);
   dst[written] = 0;
   return needed;
 }

@@ -52,19 +52,30 @@ Built<qefWChar> WideFromWide(qefWChar const * text) {
   return {CopyText(text, n, n + 1), n + 1};
 }
 
+// Gives back the unused end of a buffer sized for the worst case when it is mostly unused.
+template <typename T> T * Trim(T * buffer, std::size_t capacity, std::size_t used) {
+  if (used * 2 >= capacity) {
+    return buffer;
+  }
+  void * const trimmed = Core::OS::_frealloc(buffer, used * sizeof(T));
+  return trimmed ? static_cast<T *>(trimmed) : buffer;
+}
+
 template <typename D> Built<D> UnitsFromUTF8(unsigned char const * text) {
   if (!text) {
     return {nullptr, 0};
   }
-  _Scan const scan = _scanUTF8(text, qefAllOnes, _U8Count::Units16);
-  D * const buffer = Allocate<D>(scan.count + 1);
+  // One pass into room for the worst case (a unit per byte).
+  std::size_t const n = std::strlen(reinterpret_cast<char const *>(text));
+  D * const buffer = Allocate<D>(n + 1);
   if (!buffer) {
     return {nullptr, 0};
   }
-  bool tooLarge = false;
-  std::size_t const written = _convertUTF8(text, scan.used, buffer, tooLarge);
+  _Stop stop;
+  bool tooLarge;
+  std::size_t const written = _decodeUTF8(text, n, true, buffer, stop, tooLarge);
   buffer[written] = 0;
-  return {buffer, written};
+  return {Trim(buffer, n + 1, written + 1), written};
 }
 
 template <typename D, typename S> Built<D> CopyUnits(S const * text) {
@@ -119,14 +130,16 @@ template <typename S> Built<unsigned char> UTF8FromWide(S const * text) {
   if (!text) {
     return {nullptr, 0};
   }
-  _Scan const scan = _scanWide(text, qefAllOnes, _WCount::Utf8Bytes);
-  unsigned char * const buffer = Allocate<unsigned char>(scan.count + 1);
+  // One pass into room for the worst case (three bytes per unit).
+  std::size_t const n = _wcsnlen(text, qefAllOnes);
+  unsigned char * const buffer = Allocate<unsigned char>(3 * static_cast<std::uint64_t>(n) + 1);
   if (!buffer) {
     return {nullptr, 0};
   }
-  std::size_t const written = _convertWideToUTF8(text, scan.used, buffer);
+  _Stop stop;
+  std::size_t const written = _encodeWide(text, n, true, buffer, stop);
   buffer[written] = 0;
-  return {buffer, written};
+  return {Trim(buffer, 3 * n + 1, written + 1), written};
 }
 
 Built<unsigned char> UTF8FromUTF8(unsigned char const * text) {

@@ -1,6 +1,7 @@
 // Private to the string area: the window scanners and converters behind the whole-buffer
 // converters, the counters and the string classes. A window is the text up to its terminator or
-// its `max` units, whichever comes first; the scanners never read outside it.
+// its `max` units, whichever comes first; the scanners never use what lies outside it (the wide
+// length reads whole aligned words, see `_loadAligned`).
 #pragma once
 
 #include <array>
@@ -53,9 +54,40 @@ template <typename U> inline bool _isAscii16(U const * p) {
   return (v & kNonAscii16) == 0;
 }
 
-// Length of wide text, at most `max` units.
+// Reads the aligned eight bytes at `p`. An aligned word never crosses a page, so reading one
+// that holds a terminator is safe even when the text's allocation ends before the word does;
+// the address sanitizer is told so.
+__attribute__((no_sanitize_address)) inline std::uint64_t _loadAligned(void const * p) {
+  return *static_cast<std::uint64_t const *>(__builtin_assume_aligned(p, 8));
+}
+
+inline constexpr std::uint64_t kLanes16 = 0x0001000100010001ull;
+inline constexpr std::uint64_t kTop16 = 0x8000800080008000ull;
+
+// Whether one of the four 16-bit lanes of `v` is zero.
+inline bool _hasZeroLane(std::uint64_t v) {
+  return ((v - kLanes16) & ~v & kTop16) != 0;
+}
+
+// The number of non-zero 16-bit lanes of `v`.
+inline unsigned _nonZeroLanes(std::uint64_t v) {
+  std::uint64_t const low = v & ~kTop16;
+  return static_cast<unsigned>(((((low + ~kTop16) | v) & kTop16) >> 15) * kLanes16 >> 48);
+}
+
+// Length of wide text, at most `max` units; eight bytes at a time once aligned.
 template <typename U> inline std::size_t _wcsnlen(U const * p, std::uint64_t max) {
+  static_assert(sizeof(U) == 2);
   std::size_t n = 0;
+  while (n < max && (reinterpret_cast<std::uintptr_t>(p + n) & 7) != 0) {
+    if (p[n] == 0) {
+      return n;
+    }
+    ++n;
+  }
+  while (max - n >= 4 && !_hasZeroLane(_loadAligned(p + n))) {
+    n += 4;
+  }
   while (n < max && p[n] != 0) {
     ++n;
   }
@@ -89,6 +121,43 @@ inline unsigned _decodeUTF8At(unsigned char const * p, std::size_t i, std::size_
   return length;
 }
 
+// The number of bytes of `mask` with bit 7 set (no other bits set).
+inline unsigned _countBytes(std::uint64_t mask) {
+  return static_cast<unsigned>(((mask >> 7) * 0x0101010101010101ull) >> 56);
+}
+
+// Checks eight bytes of UTF-8 at once. `expected` marks (bit 7 of each byte) the bytes that must
+// be continuation bytes of a character begun earlier; on success it becomes the mask for the
+// next eight bytes, and `leads`/`fours` are the characters begun and the four-byte ones among
+// them. False when a byte cannot lead or the continuation bytes do not match their leads.
+inline bool _checkWordUTF8(std::uint64_t v, std::uint64_t & expected, unsigned & leads,
+                           unsigned & fours) {
+  std::uint64_t const b7 = v & kHigh8;
+  std::uint64_t const b6 = (v << 1) & kHigh8;
+  std::uint64_t const b5 = (v << 2) & kHigh8;
+  std::uint64_t const b4 = (v << 3) & kHigh8;
+  std::uint64_t const b3 = (v << 4) & kHigh8;
+  std::uint64_t const b2 = (v << 5) & kHigh8;
+  std::uint64_t const b1 = (v << 6) & kHigh8;
+  std::uint64_t const b0 = (v << 7) & kHigh8;
+  std::uint64_t const cont = b7 & ~b6;
+  std::uint64_t const lead = b7 & b6;
+  std::uint64_t const lead2 = lead & ~b5;
+  std::uint64_t const lead3 = lead & b5 & ~b4;
+  std::uint64_t const lead4 = lead & b5 & b4 & ~b3;
+  std::uint64_t const bad = (lead & b5 & b4 & b3) | (lead4 & b2 & (b1 | b0)); // F5 to FF
+  std::uint64_t const one = lead2 | lead3 | lead4; // leads wanting a byte after them
+  std::uint64_t const two = lead3 | lead4;         // ... two bytes after them
+  std::uint64_t const wanted = (one << 8) | (two << 16) | (lead4 << 24) | expected;
+  if (wanted != cont || bad != 0) {
+    return false;
+  }
+  expected = (one >> 56) | (two >> 48) | (lead4 >> 40); // wanted in the next word
+  leads = 8 - _countBytes(cont);
+  fours = _countBytes(lead4);
+  return true;
+}
+
 // Scans UTF-8 text, counting wide units or code points per `what`.
 inline _Scan _scanUTF8(unsigned char const * p, std::uint64_t max, _U8Count what) {
   if (!p || max == 0) {
@@ -98,14 +167,35 @@ inline _Scan _scanUTF8(unsigned char const * p, std::uint64_t max, _U8Count what
   bool const terminated = n < max;
   std::size_t i = 0;
   std::uint64_t count = 0;
-  while (i < n) {
-    while (i + 8 <= n && _isAscii8(p + i)) {
-      i += 8;
+  // Whole words while they are well formed; characters may straddle words.
+  std::uint64_t expected = 0;
+  while (i + 8 <= n) {
+    std::uint64_t v;
+    std::memcpy(&v, p + i, 8);
+    if ((v & kHigh8) == 0 && expected == 0) {
       count += 8;
+      i += 8;
+      continue;
     }
-    if (i >= n) {
+    unsigned leads = 0;
+    unsigned fours = 0;
+    if (!_checkWordUTF8(v, expected, leads, fours)) {
       break;
     }
+    count += leads + (what == _U8Count::Units16 ? fours : 0);
+    i += 8;
+  }
+  if (expected != 0) {
+    // Back to the lead of the character that straddles position i, and uncount it.
+    std::size_t j = i - 1;
+    while ((p[j] & 0xC0) == 0x80) {
+      --j;
+    }
+    count -= (what == _U8Count::Units16 && p[j] >= 0xF0) ? 2 : 1;
+    i = j;
+  }
+  // The rest (the tail, or the word holding a malformed character) one character at a time.
+  while (i < n) {
     if (p[i] < 0x80) {
       ++i;
       ++count;
@@ -123,6 +213,14 @@ inline _Scan _scanUTF8(unsigned char const * p, std::uint64_t max, _U8Count what
   return {count, i, terminated ? _Stop::End : _Stop::Bound};
 }
 
+inline constexpr std::uint64_t kSurrogateMask = 0xF800F800F800F800ull;
+inline constexpr std::uint64_t kSurrogates = 0xD800D800D800D800ull;
+
+// Whether one of four units is a surrogate.
+inline bool _hasSurrogate(std::uint64_t v) {
+  return _hasZeroLane((v & kSurrogateMask) ^ kSurrogates);
+}
+
 // Scans wide text with the library's pair rule, counting UTF-8 bytes or characters per `what`.
 template <typename U> inline _Scan _scanWide(U const * p, std::uint64_t max, _WCount what) {
   if (!p || max == 0) {
@@ -133,9 +231,17 @@ template <typename U> inline _Scan _scanWide(U const * p, std::uint64_t max, _WC
   std::size_t i = 0;
   std::uint64_t count = 0;
   while (i < n) {
-    while (i + 4 <= n && _isAscii16(p + i)) {
-      i += 4;
+    while (i + 4 <= n) {
+      std::uint64_t v;
+      std::memcpy(&v, p + i, 8);
+      if (_hasSurrogate(v)) {
+        break;
+      }
       count += 4;
+      if (what == _WCount::Utf8Bytes) {
+        count += _nonZeroLanes(v & 0xFF80FF80FF80FF80ull) + _nonZeroLanes(v & kSurrogateMask);
+      }
+      i += 4;
     }
     if (i >= n) {
       break;
@@ -166,90 +272,130 @@ inline qefWChar _collapsePair(unsigned high, unsigned low) {
   return ((high & 0x3FF) == 0 && (low & 0x3FF) == 0) ? 0 : 1;
 }
 
-// Converts the first `used` bytes of UTF-8 text that `_scanUTF8` accepted into wide units.
-// Returns the units written; `tooLarge` tells whether it stopped at a code point above U+10FFFF.
+// Once a word of text turns out not to be ASCII, the converters take this many units one
+// character at a time before they look for a run of ASCII again.
+inline constexpr std::size_t kScalarStretch = 16;
+
+inline bool _isContinuation(unsigned b) {
+  return (b & 0xC0) == 0x80;
+}
+
+// Decodes UTF-8 into wide units in one pass, checking as it goes: the text is the window of `n`
+// bytes (`terminated` when a zero byte follows it). `d` must hold `n` units. Stops at the end,
+// at a malformed character or one cut by the bound (`stop`), or at a code point above U+10FFFF
+// (`tooLarge`). Returns the units written.
 template <typename D>
-inline std::size_t _convertUTF8(unsigned char const * p, std::size_t used, D * d, bool & tooLarge) {
+inline std::size_t _decodeUTF8(unsigned char const * p, std::size_t n, bool terminated, D * d,
+                               _Stop & stop, bool & tooLarge) {
   std::size_t i = 0;
   std::size_t o = 0;
   tooLarge = false;
-  while (i < used) {
-    while (i + 8 <= used && _isAscii8(p + i)) {
+  while (i < n) {
+    if (i + 8 <= n && _isAscii8(p + i)) {
       for (unsigned k = 0; k < 8; ++k) {
         d[o + k] = p[i + k];
       }
       i += 8;
       o += 8;
-    }
-    if (i >= used) {
-      break;
-    }
-    unsigned const lead = p[i];
-    if (lead < 0x80) {
-      d[o++] = static_cast<D>(lead);
-      ++i;
       continue;
     }
-    std::uint32_t cp;
-    if (lead < 0xE0) {
-      cp = ((lead & 0x1Fu) << 6) | (p[i + 1] & 0x3Fu);
-      i += 2;
-    } else if (lead < 0xF0) {
-      cp = ((lead & 0x0Fu) << 12) | ((p[i + 1] & 0x3Fu) << 6) | (p[i + 2] & 0x3Fu);
-      i += 3;
-    } else {
-      cp = ((lead & 0x07u) << 18) | ((p[i + 1] & 0x3Fu) << 12) | ((p[i + 2] & 0x3Fu) << 6) |
-           (p[i + 3] & 0x3Fu);
-      i += 4;
-    }
-    if (cp < 0x10000) {
-      d[o++] = static_cast<D>(cp);
-    } else if (cp <= 0x10FFFF) {
-      d[o++] = static_cast<D>(0xD800 | (cp >> 10));
-      d[o++] = static_cast<D>(0xDC00 | (cp & 0x3FF));
-    } else {
-      tooLarge = true;
-      break;
-    }
+    std::size_t const stretch = n - i < kScalarStretch ? n : i + kScalarStretch;
+    do {
+      unsigned const b0 = p[i];
+      if (b0 < 0x80) {
+        d[o++] = static_cast<D>(b0);
+        ++i;
+        continue;
+      }
+      if (b0 >= 0xC0 && b0 < 0xE0 && i + 1 < n && _isContinuation(p[i + 1])) {
+        d[o++] = static_cast<D>(((b0 & 0x1Fu) << 6) | (p[i + 1] & 0x3Fu));
+        i += 2;
+        continue;
+      }
+      if (b0 >= 0xE0 && b0 < 0xF0 && i + 2 < n && _isContinuation(p[i + 1]) &&
+          _isContinuation(p[i + 2])) {
+        d[o++] =
+            static_cast<D>(((b0 & 0x0Fu) << 12) | ((p[i + 1] & 0x3Fu) << 6) | (p[i + 2] & 0x3Fu));
+        i += 3;
+        continue;
+      }
+      std::uint32_t cp = 0;
+      bool cut = false;
+      unsigned const length = _decodeUTF8At(p, i, n, terminated, cp, cut);
+      if (length == 0) {
+        stop = cut ? _Stop::Bound : _Stop::Error;
+        return o;
+      }
+      if (cp < 0x10000) {
+        d[o++] = static_cast<D>(cp);
+      } else if (cp <= 0x10FFFF) {
+        d[o++] = static_cast<D>(0xD800 | (cp >> 10));
+        d[o++] = static_cast<D>(0xDC00 | (cp & 0x3FF));
+      } else {
+        tooLarge = true;
+        stop = _Stop::Error;
+        return o;
+      }
+      i += length;
+    } while (i < stretch);
   }
+  stop = terminated ? _Stop::End : _Stop::Bound;
   return o;
 }
 
-// Converts the first `used` units of wide text that `_scanWide` accepted into UTF-8. Returns
-// the bytes written.
+// Encodes wide text as UTF-8 in one pass with the library's pair rule, checking as it goes: the
+// text is the window of `n` units (`terminated` when a zero unit follows it). `d` must hold
+// three bytes per unit. Stops at the end, at a lone surrogate or at a pair cut by the bound
+// (`stop`). Returns the bytes written.
 template <typename U>
-inline std::size_t _convertWideToUTF8(U const * p, std::size_t used, unsigned char * d) {
+inline std::size_t _encodeWide(U const * p, std::size_t n, bool terminated, unsigned char * d,
+                               _Stop & stop) {
   std::size_t i = 0;
   std::size_t o = 0;
-  while (i < used) {
-    while (i + 4 <= used && _isAscii16(p + i)) {
-      for (unsigned k = 0; k < 4; ++k) {
-        d[o + k] = static_cast<unsigned char>(p[i + k]);
+  while (i < n) {
+    if (i + 4 <= n) {
+      std::uint64_t v;
+      std::memcpy(&v, p + i, 8);
+      if ((v & kNonAscii16) == 0) {
+        for (unsigned k = 0; k < 4; ++k) {
+          d[o + k] = static_cast<unsigned char>(p[i + k]);
+        }
+        i += 4;
+        o += 4;
+        continue;
       }
-      i += 4;
-      o += 4;
     }
-    if (i >= used) {
-      break;
-    }
-    unsigned const u = p[i];
-    if (u < 0x80) {
-      d[o++] = static_cast<unsigned char>(u);
-      ++i;
-    } else if (u < 0x800) {
-      d[o++] = static_cast<unsigned char>(0xC0 | (u >> 6));
-      d[o++] = static_cast<unsigned char>(0x80 | (u & 0x3F));
-      ++i;
-    } else if (u < 0xD800 || u > 0xDFFF) {
-      d[o++] = static_cast<unsigned char>(0xE0 | (u >> 12));
-      d[o++] = static_cast<unsigned char>(0x80 | ((u >> 6) & 0x3F));
-      d[o++] = static_cast<unsigned char>(0x80 | (u & 0x3F));
-      ++i;
-    } else {
-      d[o++] = static_cast<unsigned char>(_collapsePair(u, p[i + 1]));
-      i += 2;
-    }
+    std::size_t const stretch = n - i < kScalarStretch ? n : i + kScalarStretch;
+    do {
+      unsigned const u = p[i];
+      if (u < 0x80) {
+        d[o++] = static_cast<unsigned char>(u);
+        ++i;
+      } else if (u < 0x800) {
+        d[o++] = static_cast<unsigned char>(0xC0 | (u >> 6));
+        d[o++] = static_cast<unsigned char>(0x80 | (u & 0x3F));
+        ++i;
+      } else if (u < 0xD800 || u > 0xDFFF) {
+        d[o++] = static_cast<unsigned char>(0xE0 | (u >> 12));
+        d[o++] = static_cast<unsigned char>(0x80 | ((u >> 6) & 0x3F));
+        d[o++] = static_cast<unsigned char>(0x80 | (u & 0x3F));
+        ++i;
+      } else if (u > 0xDBFF) {
+        stop = _Stop::Error;
+        return o;
+      } else if (i + 1 >= n) {
+        stop = terminated ? _Stop::Error : _Stop::Bound;
+        return o;
+      } else if (p[i + 1] < 0xDBFF) {
+        stop = _Stop::Error;
+        return o;
+      } else {
+        d[o++] = static_cast<unsigned char>(_collapsePair(u, p[i + 1]));
+        i += 2;
+      }
+    } while (i < stretch);
   }
+  stop = terminated ? _Stop::End : _Stop::Bound;
   return o;
 }
 

@@ -486,4 +486,196 @@ TEST(CharacterClasses, AcceptOnlyTheirCharacters) {
   EXPECT_FALSE(_isUNCW(nullptr));
 }
 
+// An independent, deliberately plain reading of the counting and conversion rules, to check
+// the word-at-a-time code paths against on malformed and bounded input.
+struct Reference {
+  std::uint64_t units = 0;      // wide units (UTF-8 input) or UTF-8 bytes (wide input)
+  std::uint64_t characters = 0; // code points or wide characters
+  bool error = false;           // stopped at a malformed character inside the bound
+  bool tooLarge = false;        // a counted code point is above U+10FFFF
+  std::u16string wide;          // UTF-8 input: the units of the counted characters
+  Bytes utf8;                   // wide input: the bytes of the counted characters
+};
+
+Reference ReadUtf8(Bytes const & text, std::uint64_t max) {
+  Reference r;
+  unsigned char const * p = text.c_str();
+  for (std::uint64_t i = 0; max != 0 && p[i] != 0;) {
+    unsigned const b = p[i];
+    unsigned const length = b < 0x80   ? 1
+                            : b < 0xC0 ? 0
+                            : b < 0xE0 ? 2
+                            : b < 0xF0 ? 3
+                            : b < 0xF5 ? 4
+                                       : 0;
+    if (length == 0) {
+      r.error = i < max;
+      break;
+    }
+    std::uint32_t cp = b & (length == 1 ? 0x7F : length == 2 ? 0x1F : length == 3 ? 0x0F : 0x07);
+    std::uint64_t bad = 0;
+    for (unsigned k = 1; k < length && bad == 0; ++k) {
+      if ((p[i + k] & 0xC0) != 0x80) {
+        bad = i + k;
+      } else {
+        cp = (cp << 6) | (p[i + k] & 0x3Fu);
+      }
+    }
+    if (bad != 0) {
+      r.error = bad < max;
+      break;
+    }
+    if (i + length > max) {
+      break;
+    }
+    r.units += cp >= 0x10000 ? 2 : 1;
+    r.characters += 1;
+    if (cp > 0x10FFFF) {
+      r.tooLarge = true;
+    } else if (cp >= 0x10000) {
+      r.wide += char16_t(0xD800 | (cp >> 10));
+      r.wide += char16_t(0xDC00 | (cp & 0x3FF));
+    } else {
+      r.wide += char16_t(cp);
+    }
+    i += length;
+  }
+  return r;
+}
+
+Reference ReadWide(std::u16string const & text, std::uint64_t max) {
+  Reference r;
+  char16_t const * p = text.c_str();
+  for (std::uint64_t i = 0; max != 0 && p[i] != 0;) {
+    unsigned const u = p[i];
+    unsigned cp = u;
+    std::uint64_t length = 1;
+    if (u >= 0xDC00 && u <= 0xDFFF) {
+      r.error = i < max;
+      break;
+    }
+    if (u >= 0xD800 && u <= 0xDBFF) {
+      if (p[i + 1] < 0xDBFF) {
+        r.error = i + 1 < max;
+        break;
+      }
+      cp = ((u & 0x3FF) == 0 && (p[i + 1] & 0x3FF) == 0) ? 0 : 1;
+      length = 2;
+    }
+    if (i + length > max) {
+      break;
+    }
+    if (cp < 0x80) {
+      r.utf8 += static_cast<unsigned char>(cp);
+    } else if (cp < 0x800) {
+      r.utf8 += static_cast<unsigned char>(0xC0 | (cp >> 6));
+      r.utf8 += static_cast<unsigned char>(0x80 | (cp & 0x3F));
+    } else {
+      r.utf8 += static_cast<unsigned char>(0xE0 | (cp >> 12));
+      r.utf8 += static_cast<unsigned char>(0x80 | ((cp >> 6) & 0x3F));
+      r.utf8 += static_cast<unsigned char>(0x80 | (cp & 0x3F));
+    }
+    r.characters += 1;
+    r.wide += char16_t(cp); // as one 16-bit unit
+    i += length;
+  }
+  r.units = r.utf8.size();
+  return r;
+}
+
+std::uint32_t NextRandom(std::uint32_t & seed) {
+  seed = seed * 1103515245 + 12345;
+  return seed >> 16;
+}
+
+// Random texts from pieces of well-formed and malformed UTF-8, long enough to cross the
+// word-at-a-time paths, with and without a bound.
+TEST(Utf8Conversion, AgreesWithAPlainReadingOnMalformedAndBoundedText) {
+  unsigned char const alphabet[] = {'a',  'b',  'c',  'd',  'e',  'f',  'g',  'h',
+                                    0xC3, 0xA9, 0xE2, 0x82, 0xAC, 0xF0, 0x9F, 0x98,
+                                    0x80, 0xF4, 0x90, 0xF5, 0xFF, 0xC0, 0xBF, 0xED};
+  std::uint32_t seed = 2024;
+  for (int round = 0; round < 4000; ++round) {
+    Bytes text;
+    std::size_t const length = NextRandom(seed) % 48;
+    bool const mostlyAscii = round % 3 == 0;
+    for (std::size_t k = 0; k < length; ++k) {
+      std::size_t const pick = NextRandom(seed) % (mostlyAscii && k % 7 ? 8 : sizeof alphabet);
+      text += alphabet[pick];
+    }
+    std::uint64_t const max = round % 2 ? qefAllOnes : NextRandom(seed) % (length + 3);
+    Reference const r = ReadUtf8(text, max);
+    SCOPED_TRACE(::testing::Message() << "round " << round << " max " << max);
+    ASSERT_EQ(UTF8u16strlen(text.c_str(), max), r.units);
+    ASSERT_EQ(UTF8w32strlen(text.c_str(), max), r.characters);
+    bool const fails = r.error || r.tooLarge;
+    // Room for anything (one pass) and exactly the size needed (two passes).
+    for (std::uint64_t room : {std::uint64_t{64}, r.units + 1}) {
+      std::vector<qefWChar> out(room, 0x5555);
+      std::uint64_t const result = UTF8_To_qefWChar(text.c_str(), max, out.data(), room);
+      ASSERT_EQ(result, fails ? 0 : r.units + 1) << "room " << room;
+      if (!fails) {
+        ASSERT_EQ(std::u16string(out.data(), r.units), r.wide);
+        ASSERT_EQ(out[r.units], 0);
+      }
+    }
+    if (max == qefAllOnes) {
+      // The class stops quietly where the converter fails.
+      CQEFWChar const wide(text.c_str());
+      Reference const quiet = ReadUtf8(text, qefAllOnes);
+      std::u16string expected = quiet.wide;
+      if (quiet.tooLarge) {
+        // Stops at the code point that is too large: keep only what precedes it.
+        Reference prefix;
+        for (std::size_t cut = 0; cut <= text.size(); ++cut) {
+          Reference const part = ReadUtf8(text.substr(0, cut), qefAllOnes);
+          if (part.tooLarge) {
+            break;
+          }
+          prefix = part;
+        }
+        expected = prefix.wide;
+      }
+      ASSERT_EQ(std::u16string(*wide, wide.len()), expected);
+      ASSERT_EQ((*wide)[wide.len()], 0);
+    }
+  }
+}
+
+TEST(WideConversion, AgreesWithAPlainReadingOnLoneSurrogatesAndBounds) {
+  char16_t const alphabet[] = {u'a',   u'b',   u'c',   u'd',   0x00E9, 0x20AC, 0xFFFF,
+                               0xD800, 0xDBFF, 0xDC00, 0xDFFF, 0xD83D, 0xDE00, 0x07FF};
+  std::uint32_t seed = 77;
+  for (int round = 0; round < 4000; ++round) {
+    std::u16string text;
+    std::size_t const length = NextRandom(seed) % 40;
+    bool const mostlyAscii = round % 3 == 0;
+    for (std::size_t k = 0; k < length; ++k) {
+      text += alphabet[NextRandom(seed) % (mostlyAscii && k % 7 ? 4 : std::size(alphabet))];
+    }
+    std::uint64_t const max = round % 2 ? qefAllOnes : NextRandom(seed) % (length + 3);
+    Reference const r = ReadWide(text, max);
+    SCOPED_TRACE(::testing::Message() << "round " << round << " max " << max);
+    ASSERT_EQ(UTF16u8strlen(text.c_str(), max), r.units);
+    ASSERT_EQ(UTF16w32strlen(text.c_str(), max), r.characters);
+    for (std::uint64_t room : {std::uint64_t{3 * 40 + 1}, r.units + 1}) {
+      std::vector<unsigned char> out(room, 0x55);
+      std::uint64_t const result = qefWChar_To_UTF8(text.c_str(), max, out.data(), room);
+      ASSERT_EQ(result, r.error ? 0 : r.units + 1) << "room " << room;
+      if (!r.error) {
+        ASSERT_EQ(Bytes(out.data(), r.units), r.utf8);
+        ASSERT_EQ(out[r.units], 0);
+      }
+    }
+    if (max == qefAllOnes) {
+      CUTF8Char const utf8(text.c_str());
+      ASSERT_EQ(utf8.len(), r.units);
+      ASSERT_EQ(Bytes(*utf8, utf8.len()), r.utf8);
+      CUTF16Char const units(text.c_str());
+      ASSERT_EQ(units.len(), r.characters);
+      ASSERT_EQ(std::u16string(reinterpret_cast<char16_t const *>(*units), units.len()), r.wide);
+    }
+  }
+}
+
 } // namespace
