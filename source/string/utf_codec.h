@@ -121,6 +121,12 @@ inline unsigned _decodeUTF8At(unsigned char const * p, std::size_t i, std::size_
   return length;
 }
 
+// Whether one of the eight bytes of `v` is `byte`.
+inline bool _hasByte(std::uint64_t v, unsigned char byte) {
+  std::uint64_t const x = v ^ (0x0101010101010101ull * byte);
+  return ((x - 0x0101010101010101ull) & ~x & kHigh8) != 0;
+}
+
 // The number of bytes of `mask` with bit 7 set (no other bits set).
 inline unsigned _countBytes(std::uint64_t mask) {
   return static_cast<unsigned>(((mask >> 7) * 0x0101010101010101ull) >> 56);
@@ -167,48 +173,56 @@ inline _Scan _scanUTF8(unsigned char const * p, std::uint64_t max, _U8Count what
   bool const terminated = n < max;
   std::size_t i = 0;
   std::uint64_t count = 0;
-  // Whole words while they are well formed; characters may straddle words.
-  std::uint64_t expected = 0;
-  while (i + 8 <= n) {
-    std::uint64_t v;
-    std::memcpy(&v, p + i, 8);
-    if ((v & kHigh8) == 0 && expected == 0) {
-      count += 8;
-      i += 8;
-      continue;
-    }
-    unsigned leads = 0;
-    unsigned fours = 0;
-    if (!_checkWordUTF8(v, expected, leads, fours)) {
-      break;
-    }
-    count += leads + (what == _U8Count::Units16 ? fours : 0);
-    i += 8;
-  }
-  if (expected != 0) {
-    // Back to the lead of the character that straddles position i, and uncount it.
-    std::size_t j = i - 1;
-    while ((p[j] & 0xC0) == 0x80) {
-      --j;
-    }
-    count -= (what == _U8Count::Units16 && p[j] >= 0xF0) ? 2 : 1;
-    i = j;
-  }
-  // The rest (the tail, or the word holding a malformed character) one character at a time.
   while (i < n) {
-    if (p[i] < 0x80) {
-      ++i;
-      ++count;
-      continue;
+    // Whole words while they are well formed; characters may straddle words.
+    std::uint64_t expected = 0;
+    while (i + 8 <= n) {
+      std::uint64_t v;
+      std::memcpy(&v, p + i, 8);
+      if ((v & kHigh8) == 0 && expected == 0) {
+        count += 8;
+        i += 8;
+        continue;
+      }
+      std::uint64_t next = expected;
+      unsigned leads = 0;
+      unsigned fours = 0;
+      if (!_checkWordUTF8(v, next, leads, fours)) {
+        break;
+      }
+      if (fours != 0 && what == _U8Count::Units16 && _hasByte(v, 0xF0)) {
+        break; // a four-byte form led by F0 may be overlong and count one unit
+      }
+      expected = next;
+      count += leads + (what == _U8Count::Units16 ? fours : 0);
+      i += 8;
     }
-    std::uint32_t cp = 0;
-    bool cut = false;
-    unsigned const length = _decodeUTF8At(p, i, n, terminated, cp, cut);
-    if (length == 0) {
-      return {count, i, cut ? _Stop::Bound : _Stop::Error};
+    if (expected != 0) {
+      // Back to the lead of the character that straddles position i, and uncount it.
+      std::size_t j = i - 1;
+      while ((p[j] & 0xC0) == 0x80) {
+        --j;
+      }
+      count -= (what == _U8Count::Units16 && p[j] >= 0xF0) ? 2 : 1;
+      i = j;
     }
-    count += (what == _U8Count::Units16 && cp >= 0x10000) ? 2 : 1;
-    i += length;
+    // The word that stopped the words (or the tail) one character at a time.
+    std::size_t const until = n - i < 8 ? n : i + 8;
+    while (i < until) {
+      if (p[i] < 0x80) {
+        ++i;
+        ++count;
+        continue;
+      }
+      std::uint32_t cp = 0;
+      bool cut = false;
+      unsigned const length = _decodeUTF8At(p, i, n, terminated, cp, cut);
+      if (length == 0) {
+        return {count, i, cut ? _Stop::Bound : _Stop::Error};
+      }
+      count += (what == _U8Count::Units16 && cp >= 0x10000) ? 2 : 1;
+      i += length;
+    }
   }
   return {count, i, terminated ? _Stop::End : _Stop::Bound};
 }

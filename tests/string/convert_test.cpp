@@ -407,6 +407,13 @@ TEST(Utf8Counters, CountUnitsAndCodePoints) {
       {B("\xC3\xA9"), 1, 0, 0, "bound inside a character"},
       {B("\xC3\xA9"), 2, 1, 1, "character ending exactly at the bound"},
       {B("abc"), 0, 0, 0, "bound 0"},
+      // Regression: overlong four-byte forms once counted two units when read eight at a time.
+      {B("\xF0\x80\x80\x9F\xF0\x80\x80\x80"
+         "abcdefgh"),
+       all, 10, 10, "overlong four-byte forms count one unit each"},
+      {B("\xF0\x9F\x98\x80\xF4\x8F\xBF\xBF"
+         "abcdefgh"),
+       all, 12, 10, "four-byte forms above U+FFFF count two units each"},
   };
   for (CountRow const & row : rows) {
     SCOPED_TRACE(row.label);
