@@ -65,6 +65,8 @@ VORX_API int swscanf(qefWChar const * input, qefWChar const * format, ...);
 // the new buffer before it frees the old one, so assigning from the object's own text is safe.
 // Bad input truncates the text at the first bad character; a failed allocation leaves the buffer
 // null. No locking: one object belongs to one thread at a time.
+// Note: a narrow literal ("abc") selects the ANSI overloads and u"abc" the wide ones; UTF-8 must
+// be passed as `unsigned char const *`. A bare `nullptr` or `0` is ambiguous: use a typed null.
 // ---------------------------------------------------------------------------------------------
 
 class CUTF8Char;

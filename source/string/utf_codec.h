@@ -1,7 +1,7 @@
 // Private to the string area: the window scanners and converters behind the whole-buffer
 // converters, the counters and the string classes. A window is the text up to its terminator or
 // its `max` units, whichever comes first; the scanners never use what lies outside it (the wide
-// length reads whole aligned words, see `_loadAligned`).
+// length reads whole aligned blocks, see `_wcsnlen`).
 #pragma once
 
 #include <array>
@@ -9,6 +9,10 @@
 #include <cstring>
 
 #include <vorx/base.h>
+
+#if defined(__SSE2__)
+#include <emmintrin.h> // sixteen bytes at a time on the ASCII paths; the word code elsewhere
+#endif
 
 namespace VORX::String::Codec {
 
@@ -54,13 +58,6 @@ template <typename U> inline bool _isAscii16(U const * p) {
   return (v & kNonAscii16) == 0;
 }
 
-// Reads the aligned eight bytes at `p`. An aligned word never crosses a page, so reading one
-// that holds a terminator is safe even when the text's allocation ends before the word does;
-// the address sanitizer is told so.
-__attribute__((no_sanitize_address)) inline std::uint64_t _loadAligned(void const * p) {
-  return *static_cast<std::uint64_t const *>(__builtin_assume_aligned(p, 8));
-}
-
 inline constexpr std::uint64_t kLanes16 = 0x0001000100010001ull;
 inline constexpr std::uint64_t kTop16 = 0x8000800080008000ull;
 
@@ -75,19 +72,32 @@ inline unsigned _nonZeroLanes(std::uint64_t v) {
   return static_cast<unsigned>(((((low + ~kTop16) | v) & kTop16) >> 15) * kLanes16 >> 48);
 }
 
-// Length of wide text, at most `max` units; eight bytes at a time once aligned.
-template <typename U> inline std::size_t _wcsnlen(U const * p, std::uint64_t max) {
+// Length of wide text, at most `max` units. Once aligned it reads whole aligned blocks, which
+// never cross a page, so reading one that holds the terminator is safe even where the text's
+// allocation ends inside the block; the address sanitizer is told so.
+template <typename U>
+__attribute__((no_sanitize_address)) inline std::size_t _wcsnlen(U const * p, std::uint64_t max) {
   static_assert(sizeof(U) == 2);
   std::size_t n = 0;
-  while (n < max && (reinterpret_cast<std::uintptr_t>(p + n) & 7) != 0) {
+  while (n < max && (reinterpret_cast<std::uintptr_t>(p + n) & 15) != 0) {
     if (p[n] == 0) {
       return n;
     }
     ++n;
   }
-  while (max - n >= 4 && !_hasZeroLane(_loadAligned(p + n))) {
+#if defined(__SSE2__)
+  __m128i const zero = _mm_setzero_si128();
+  while (max - n >= 8 &&
+         _mm_movemask_epi8(_mm_cmpeq_epi16(_mm_load_si128(reinterpret_cast<__m128i const *>(p + n)),
+                                           zero)) == 0) {
+    n += 8;
+  }
+#else
+  while (max - n >= 4 &&
+         !_hasZeroLane(*static_cast<std::uint64_t const *>(__builtin_assume_aligned(p + n, 8)))) {
     n += 4;
   }
+#endif
   while (n < max && p[n] != 0) {
     ++n;
   }
@@ -301,10 +311,24 @@ inline bool _isContinuation(unsigned b) {
 template <typename D>
 inline std::size_t _decodeUTF8(unsigned char const * p, std::size_t n, bool terminated, D * d,
                                _Stop & stop, bool & tooLarge) {
+  static_assert(sizeof(D) == 2);
   std::size_t i = 0;
   std::size_t o = 0;
   tooLarge = false;
   while (i < n) {
+#if defined(__SSE2__)
+    if (i + 16 <= n) {
+      __m128i const v = _mm_loadu_si128(reinterpret_cast<__m128i const *>(p + i));
+      if (_mm_movemask_epi8(v) == 0) {
+        __m128i const zero = _mm_setzero_si128();
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(d + o), _mm_unpacklo_epi8(v, zero));
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(d + o + 8), _mm_unpackhi_epi8(v, zero));
+        i += 16;
+        o += 16;
+        continue;
+      }
+    }
+#endif
     if (i + 8 <= n && _isAscii8(p + i)) {
       for (unsigned k = 0; k < 8; ++k) {
         d[o + k] = p[i + k];
@@ -367,6 +391,19 @@ inline std::size_t _encodeWide(U const * p, std::size_t n, bool terminated, unsi
   std::size_t i = 0;
   std::size_t o = 0;
   while (i < n) {
+#if defined(__SSE2__)
+    if (i + 16 <= n) {
+      __m128i const a = _mm_loadu_si128(reinterpret_cast<__m128i const *>(p + i));
+      __m128i const b = _mm_loadu_si128(reinterpret_cast<__m128i const *>(p + i + 8));
+      __m128i const high = _mm_and_si128(_mm_or_si128(a, b), _mm_set1_epi16(-0x80));
+      if (_mm_movemask_epi8(_mm_cmpeq_epi16(high, _mm_setzero_si128())) == 0xFFFF) {
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(d + o), _mm_packus_epi16(a, b));
+        i += 16;
+        o += 16;
+        continue;
+      }
+    }
+#endif
     if (i + 4 <= n) {
       std::uint64_t v;
       std::memcpy(&v, p + i, 8);
