@@ -12,33 +12,24 @@ namespace {
 
 TEST(WideCase, MapsTheBasicPlaneWhateverTheHostLocale) {
   std::string const saved = std::setlocale(LC_ALL, nullptr);
-  std::setlocale(LC_ALL, "C"); // the C library's own towlower would leave accents alone here
+  std::setlocale(LC_ALL, "C"); // the C library's own towlower leaves accents alone here
   struct Row {
     qefWChar c, lower, upper;
-    char const * label;
-  };
-  Row const rows[] = {
-      {u'A', u'a', u'A', "U+0041 LATIN CAPITAL LETTER A"},
-      {u'z', u'z', u'Z', "U+007A LATIN SMALL LETTER Z"},
-      {0x00C9, 0x00E9, 0x00C9, "U+00C9 LATIN CAPITAL LETTER E WITH ACUTE"},
-      {0x00E9, 0x00E9, 0x00C9, "U+00E9 LATIN SMALL LETTER E WITH ACUTE"},
-      {0x00DF, 0x00DF, 0x00DF, "U+00DF LATIN SMALL LETTER SHARP S has no single capital"},
-      {0x00FF, 0x00FF, 0x0178, "U+00FF LATIN SMALL LETTER Y WITH DIAERESIS"},
-      {0x03A3, 0x03C3, 0x03A3, "U+03A3 GREEK CAPITAL LETTER SIGMA"},
-      {0x0414, 0x0434, 0x0414, "U+0414 CYRILLIC CAPITAL LETTER DE"},
-      {0xFF21, 0xFF41, 0xFF21, "U+FF21 FULLWIDTH LATIN CAPITAL LETTER A"},
-      {u'1', u'1', u'1', "U+0031 DIGIT ONE"},
-      {0xD800, 0xD800, 0xD800, "a surrogate unit maps to itself"},
+  } const rows[] = {
+      {u'A', u'a', u'A'},       // U+0041 LATIN CAPITAL LETTER A
+      {0x00C9, 0x00E9, 0x00C9}, // U+00C9 LATIN CAPITAL LETTER E WITH ACUTE
+      {0x00DF, 0x00DF, 0x00DF}, // U+00DF LATIN SMALL LETTER SHARP S: no single capital
+      {0x00FF, 0x00FF, 0x0178}, // U+00FF LATIN SMALL LETTER Y WITH DIAERESIS
+      {0x03A3, 0x03C3, 0x03A3}, // U+03A3 GREEK CAPITAL LETTER SIGMA
+      {0x0414, 0x0434, 0x0414}, // U+0414 CYRILLIC CAPITAL LETTER DE
+      {0xFF21, 0xFF41, 0xFF21}, // U+FF21 FULLWIDTH LATIN CAPITAL LETTER A
+      {u'1', u'1', u'1'},       // U+0031 DIGIT ONE
+      {0xD800, 0xD800, 0xD800}, // a surrogate unit maps to itself
   };
   for (Row const & row : rows) {
-    SCOPED_TRACE(row.label);
-    EXPECT_EQ(wctolower(row.c), row.lower);
-    EXPECT_EQ(wctoupper(row.c), row.upper);
+    EXPECT_EQ(wctolower(row.c), row.lower) << std::hex << int(row.c);
+    EXPECT_EQ(wctoupper(row.c), row.upper) << std::hex << int(row.c);
   }
-  std::setlocale(LC_ALL, saved.c_str());
-}
-
-TEST(WideCase, ChangesTextInPlaceAndIgnoresNull) {
   char16_t text[] = u"\xC9t\xE9 Abc";
   wcslower(text);
   EXPECT_EQ(std::u16string(text), u"\xE9t\xE9 abc");
@@ -46,58 +37,46 @@ TEST(WideCase, ChangesTextInPlaceAndIgnoresNull) {
   EXPECT_EQ(std::u16string(text), u"\xC9T\xC9 ABC");
   wcslower(nullptr);
   wcsupper(nullptr);
+  std::setlocale(LC_ALL, saved.c_str());
 }
 
 TEST(WideCompare, DiffersByLowerCasedUnits) {
   EXPECT_EQ(wccmpi(u'A', u'a'), 0);
   EXPECT_EQ(wccmpi(u'a', u'b'), -1);
   EXPECT_EQ(wccmpi(u'B', u'a'), 1);
-  EXPECT_EQ(wccmpi(0x00C9, 0x00E9), 0);
-
   qefWChar const * const same = u"x";
   struct Row {
     qefWChar const * a;
     qefWChar const * b;
     int expected;
-    char const * label;
-  };
-  Row const rows[] = {
-      {u"ABC", u"abd", u'c' - u'd', "first difference after lowering"},
-      {u"abc", u"ABC", 0, "equal without regard to case"},
-      {u"\xC9T\xC9", u"\xE9t\xE9", 0, "accented capitals"},
-      {u"abc", u"ab", u'c', "longer first text"},
-      {u"ab", u"abc", -u'c', "shorter first text"},
-      {u"", u"", 0, "two empty texts"},
-      {nullptr, u"", 1, "null first"},
-      {u"", nullptr, -1, "null second"},
-      {nullptr, nullptr, 0, "both null: the same pointer"},
-      {same, same, 0, "the same pointer"},
+  } const rows[] = {
+      {u"ABC", u"abd", u'c' - u'd'},   // first difference after lowering
+      {u"\xC9T\xC9", u"\xE9t\xE9", 0}, // accented capitals
+      {u"abc", u"ab", u'c'},           // longer first text
+      {u"ab", u"abc", -u'c'},          // shorter first text
+      {nullptr, u"", 1},
+      {u"", nullptr, -1},
+      {nullptr, nullptr, 0}, // the same pointer
+      {same, same, 0},
   };
   for (Row const & row : rows) {
-    EXPECT_EQ(wcscmpi(row.a, row.b), row.expected) << row.label;
+    EXPECT_EQ(wcscmpi(row.a, row.b), row.expected) << &row - rows;
   }
 }
 
 TEST(WideCompare, BoundedCountIsASigned32BitNumber) {
-  struct Row {
-    std::uint64_t n;
-    int expected;
-    char const * label;
+  std::pair<std::uint64_t, int> const rows[] = {
+      {0, 0},                      // nothing compared
+      {2, 0},                      // equal within two characters
+      {3, u'x' - u'y'},            // the third differs
+      {100, u'x' - u'y'},          // beyond the texts
+      {~std::uint64_t{0}, 0},      // all ones reads as -1: nothing compared
+      {0x80000000u, 0},            // 2^31 reads as negative
+      {0x100000002u, 0},           // only the low 32 bits count: two characters
+      {0x100000003u, u'x' - u'y'}, // ... three characters
   };
-  Row const rows[] = {
-      {0, 0, "nothing compared"},
-      {2, 0, "equal within two characters"},
-      {3, u'x' - u'y', "third character differs"},
-      {100, u'x' - u'y', "beyond the texts"},
-      {~std::uint64_t{0}, 0, "all ones reads as -1: nothing compared"},
-      {0x80000000u, 0, "2^31 reads as negative"},
-      {0xFFFFFFFFu, 0, "2^32-1 reads as -1"},
-      {0x100000000u, 0, "2^32 reads as 0"},
-      {0x100000002u, 0, "only the low 32 bits count: two characters"},
-      {0x100000003u, u'x' - u'y', "low 32 bits give three characters"},
-  };
-  for (Row const & row : rows) {
-    EXPECT_EQ(wcsncmpi(u"ABx", u"aby", row.n), row.expected) << row.label;
+  for (auto const & [n, expected] : rows) {
+    EXPECT_EQ(wcsncmpi(u"ABx", u"aby", n), expected) << std::hex << n;
   }
   EXPECT_EQ(wcsncmpi(nullptr, u"a", 1), 1);
   EXPECT_EQ(wcsncmpi(u"a", nullptr, 1), -1);
@@ -111,41 +90,35 @@ TEST(WideContains, FindsNonEmptyNeedlesWithinTheBound) {
     qefWChar const * sub;
     std::uint64_t n;
     bool sensitive, insensitive;
-    char const * label;
-  };
-  Row const rows[] = {
-      {u"abc", u"bc", all, true, true, "at the end"},
-      {u"abc", u"abc", all, true, true, "the whole text"},
-      {u"aab", u"ab", all, true, true, "after a false start"},
-      {u"abc", u"cd", all, false, false, "runs past the end"},
-      {u"abc", u"", all, false, false, "an empty needle is never found"},
-      {u"", u"a", all, false, false, "empty text"},
-      {empty, empty, all, true, true, "the same pointer, even empty"},
-      {u"Hello World", u"WORLD", all, false, true, "differs only by case"},
-      {u"\xC9T\xC9", u"\xE9t", all, false, true, "accented capitals"},
-      {u"abcdef", u"cd", 3, false, false, "needle crosses the bound"},
-      {u"abcdef", u"cd", 4, true, true, "needle ends at the bound"},
-      {u"ABCDEF", u"cd", 4, false, true, "ends at the bound, other case"},
-      {u"abcdef", u"ab", 0, false, false, "bound 0"},
-      {u"abc", u"c", 100, true, true, "bound beyond the text"},
-      {nullptr, u"a", all, false, false, "null text"},
-      {u"a", nullptr, all, false, false, "null needle"},
+  } const rows[] = {
+      {u"abc", u"bc", all, true, true},
+      {u"aab", u"ab", all, true, true},   // after a false start
+      {u"abc", u"cd", all, false, false}, // runs past the end
+      {u"abc", u"", all, false, false},   // an empty needle is never found
+      {u"", u"a", all, false, false},
+      {empty, empty, all, true, true}, // the same pointer, even empty
+      {u"Hello World", u"WORLD", all, false, true},
+      {u"\xC9T\xC9", u"\xE9t", all, false, true},
+      {u"abcdef", u"cd", 3, false, false}, // crosses the bound
+      {u"abcdef", u"cd", 4, true, true},   // ends at the bound
+      {u"ABCDEF", u"cd", 4, false, true},
+      {u"abcdef", u"ab", 0, false, false},
+      {nullptr, u"a", all, false, false},
+      {u"a", nullptr, all, false, false},
   };
   for (Row const & row : rows) {
-    SCOPED_TRACE(row.label);
     if (row.n == all) {
-      EXPECT_EQ(wcscnt(row.s, row.sub), row.sensitive);
-      EXPECT_EQ(wcscnti(row.s, row.sub), row.insensitive);
+      EXPECT_EQ(wcscnt(row.s, row.sub), row.sensitive) << &row - rows;
+      EXPECT_EQ(wcscnti(row.s, row.sub), row.insensitive) << &row - rows;
     }
-    EXPECT_EQ(wcsncnt(row.s, row.sub, row.n), row.sensitive);
-    EXPECT_EQ(wcsncnti(row.s, row.sub, row.n), row.insensitive);
+    EXPECT_EQ(wcsncnt(row.s, row.sub, row.n), row.sensitive) << &row - rows;
+    EXPECT_EQ(wcsncnti(row.s, row.sub, row.n), row.insensitive) << &row - rows;
   }
 }
 
 TEST(WideCount, CountsEqualUnits) {
   EXPECT_EQ(wcscount(u"banana", u'a'), 3u);
-  EXPECT_EQ(wcscount(u"banana", u'A'), 0u); // case matters
-  EXPECT_EQ(wcscount(u"", u'a'), 0u);
+  EXPECT_EQ(wcscount(u"banana", u'A'), 0u);
   EXPECT_EQ(wcscount(nullptr, u'a'), 0u);
   EXPECT_EQ(wcscount(u"abc", 0), 0u);
 }
