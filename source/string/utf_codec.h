@@ -51,12 +51,6 @@ inline bool _isAscii8(unsigned char const * p) {
   return (v & kHigh8) == 0;
 }
 
-template <typename U> inline bool _isAscii16(U const * p) {
-  static_assert(sizeof(U) == 2);
-  std::uint64_t v;
-  std::memcpy(&v, p, 8);
-  return (v & kNonAscii16) == 0;
-}
 
 inline constexpr std::uint64_t kLanes16 = 0x0001000100010001ull;
 inline constexpr std::uint64_t kTop16 = 0x8000800080008000ull;
