@@ -6,5 +6,7 @@
 #include <vorx/core.h>
 #include <vorx/develop.h>
 #include <vorx/hr.h>
+#include <vorx/lookup.h>
 #include <vorx/qef.h>
 #include <vorx/string.h>
+#include <vorx/threading.h>
