@@ -4,6 +4,7 @@
 // CRC (`CMachineCRC`).
 #pragma once
 
+#include <atomic>
 #include <cstring>
 #include <new>
 #include <utility>
@@ -45,9 +46,20 @@ static_assert(sizeof(tagCPOMEMHEADER) % 8 == 0);
 class VORX_API CPObjectMemory {
 public:
   CPObjectMemory() noexcept : m_pMH(nullptr) {}
-  CPObjectMemory(CPObjectMemory const & other) noexcept : m_pMH(nullptr) { CopyCPMemory(other); }
+  CPObjectMemory(CPObjectMemory const & other) noexcept : m_pMH(nullptr) {
+    tagCPOMEMHEADER * const header = other.m_pMH;
+    if (header && header->pVTbl && _count(header).load(std::memory_order_relaxed) != 0) {
+      _holdIncremented(header, _count(header).fetch_add(1) + 1);
+    } else if (header) {
+      CopyCPMemory(other);
+    }
+  }
   CPObjectMemory(CPObjectMemory && other) noexcept : m_pMH(other.m_pMH) { other.m_pMH = nullptr; }
-  ~CPObjectMemory() { Free(m_pMH); }
+  ~CPObjectMemory() {
+    if (m_pMH) {
+      _release(m_pMH);
+    }
+  }
 
   CPObjectMemory & operator=(CPObjectMemory const & other) noexcept {
     CopyCPMemory(other);
@@ -120,6 +132,30 @@ protected:
   std::size_t queryinterface(CPObjectMemory const & object, _qefUID const & id) const;
 
   tagCPOMEMHEADER * m_pMH;
+
+private:
+  static std::atomic_ref<std::uint32_t> _count(tagCPOMEMHEADER * header) {
+    return std::atomic_ref<std::uint32_t>(header->lRefCnt);
+  }
+  // Holds `header` after its count was raised to `count`; a count that is not above 1 means a
+  // corrupt block and is reported (the handle then holds it only if a fresh count exceeds 1).
+  void _holdIncremented(tagCPOMEMHEADER * header, std::uint32_t count) {
+    if (count > 1) {
+      m_pMH = header;
+    } else {
+      _holdOddCount(header, count);
+    }
+  }
+  void _holdOddCount(tagCPOMEMHEADER * header, std::uint32_t count);
+  // Releases one reference on a non-null header; permanent blocks are left alone.
+  static void _release(tagCPOMEMHEADER * header) {
+    std::atomic_ref<std::uint32_t> count = _count(header);
+    if (count.load(std::memory_order_relaxed) != 0 && count.fetch_sub(1) == 1) {
+      _destroy(header);
+    }
+  }
+  // Finalizes the payload and frees the block.
+  static void _destroy(tagCPOMEMHEADER * header);
 };
 static_assert(sizeof(CPObjectMemory) == sizeof(void *));
 

@@ -10,7 +10,6 @@
 namespace VORX::Buffers {
 namespace {
 
-using Core::OS::InterlockedDecrement32;
 using Core::OS::InterlockedIncrement32;
 using Develop::OS::RTABox;
 
@@ -47,12 +46,12 @@ void * CPObjectMemory::_nointerface(void *, _qefUID const &) {
 }
 
 void CPObjectMemory::Free(tagCPOMEMHEADER * header) {
-  if (!header || LoadCount(header) == 0) {
-    return;
+  if (header) {
+    _release(header);
   }
-  if (InterlockedDecrement32(header->lRefCnt) != 0) {
-    return;
-  }
+}
+
+void CPObjectMemory::_destroy(tagCPOMEMHEADER * header) {
   try {
     header->pVTbl->finalize(Payload(header), header->sSize);
   } catch (...) {
@@ -62,6 +61,20 @@ void CPObjectMemory::Free(tagCPOMEMHEADER * header) {
     Core::OS::_ffree(header);
   } catch (...) {
     RTABox("Illegal code point reached", "CPObjectMemory::Free exception");
+  }
+}
+
+void CPObjectMemory::_holdOddCount(tagCPOMEMHEADER * header, std::uint32_t count) {
+  if (count == 0) {
+    // The count wrapped: the block is already corrupt.
+    RTABox("Illegal code point reached",
+           "InterlockedIncrement32 returned 0, possible multi-threading access problem on shared "
+           "object!");
+    return;
+  }
+  RTABox("Runtime assumption failed", "pMHO->lRefCnt > 1");
+  if (LoadCount(header) > 1) {
+    m_pMH = header;
   }
 }
 
@@ -85,20 +98,9 @@ void CPObjectMemory::CopyCPMemory(CPObjectMemory const & other) {
     return;
   }
   std::uint32_t const count = InterlockedIncrement32(incoming->lRefCnt);
+  _holdIncremented(incoming, count);
   if (count == 0) {
-    // The count wrapped: the block is already corrupt, so the old one is left alone too.
-    RTABox("Illegal code point reached",
-           "InterlockedIncrement32 returned 0, possible multi-threading access problem on shared "
-           "object!");
-    return;
-  }
-  if (count > 1) {
-    m_pMH = incoming;
-  } else {
-    RTABox("Runtime assumption failed", "pMHO->lRefCnt > 1");
-    if (LoadCount(incoming) > 1) {
-      m_pMH = incoming;
-    }
+    return; // and the old block is left alone too
   }
   Free(old);
 }

@@ -93,22 +93,21 @@ void _quicksort(char * base, std::size_t count, std::size_t width, Compare compa
       // `left` compares equal to it, so it is already in place.
       std::size_t const nLow = static_cast<std::size_t>(right - lo) / w.get();
       std::size_t const nHigh = left <= hi ? static_cast<std::size_t>(hi - left) / w.get() + 1 : 0;
-      char * const lowHi = right - w.get();
       if (nLow > 1 && nHigh > 1) {
         if (nLow >= nHigh) {
           stackLo[depth] = lo;
-          stackHi[depth] = lowHi;
+          stackHi[depth] = right - w.get();
           lo = left;
         } else {
           stackLo[depth] = left;
           stackHi[depth] = hi;
-          hi = lowHi;
+          hi = right - w.get();
         }
         ++depth;
         continue;
       }
       if (nLow > 1) {
-        hi = lowHi;
+        hi = right - w.get();
         continue;
       }
       if (nHigh > 1) {

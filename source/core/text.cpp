@@ -1,6 +1,6 @@
 #include "core/text.h"
 
-#include <cstdint>
+#include "string/format_utf8.h"
 
 namespace VORX::Develop {
 
@@ -10,44 +10,20 @@ std::size_t _utf8ToWide(char const * text, qefWChar * buffer, std::size_t count)
   }
   std::size_t out = 0;
   auto const * p = reinterpret_cast<unsigned char const *>(text ? text : "");
-  auto const put = [&](char32_t unit) {
-    if (out + 1 < count) {
-      buffer[out++] = static_cast<qefWChar>(unit);
-      return true;
-    }
-    return false;
-  };
   while (*p) {
-    unsigned const lead = *p;
-    int extra = lead >= 0xF0 && lead < 0xF5 ? 3 : lead >= 0xE0 ? 2 : lead >= 0xC2 ? 1 : 0;
-    if (lead >= 0xF5) {
-      extra = 0;
-    }
-    char32_t code = extra == 3 ? lead & 0x07 : extra == 2 ? lead & 0x0F : lead & 0x1F;
-    int i = 1;
-    for (; i <= extra && (p[i] & 0xC0) == 0x80; ++i) {
-      code = (code << 6) | (p[i] & 0x3F);
-    }
-    bool const valid = extra > 0 && i == extra + 1 &&
-                       !(extra == 2 && (code < 0x800 || (code >= 0xD800 && code < 0xE000))) &&
-                       !(extra == 3 && (code < 0x10000 || code > 0x10FFFF));
-    if (!valid) {
-      if (!put(lead)) {
-        break;
-      }
-      ++p;
-      continue;
-    }
-    if (code >= 0x10000) {
-      if (out + 2 >= count) {
-        break;
-      }
-      put(0xD800 + ((code - 0x10000) >> 10));
-      put(0xDC00 + ((code - 0x10000) & 0x3FF));
-    } else if (!put(code)) {
+    char32_t code;
+    int const length = String::_decodeUTF8(p, code);
+    std::size_t const units = code >= 0x10000 ? 2 : 1;
+    if (out + units >= count) {
       break;
     }
-    p += extra + 1;
+    if (units == 2) {
+      buffer[out++] = static_cast<qefWChar>(0xD800 + ((code - 0x10000) >> 10));
+      buffer[out++] = static_cast<qefWChar>(0xDC00 + ((code - 0x10000) & 0x3FF));
+    } else {
+      buffer[out++] = static_cast<qefWChar>(code);
+    }
+    p += length;
   }
   buffer[out] = 0;
   return out;
@@ -67,30 +43,11 @@ std::size_t _wideToUtf8(qefWChar const * text, char * buffer, std::size_t count)
       code = 0xFFFD;
     }
     char bytes[4];
-    std::size_t n;
-    if (code < 0x80) {
-      bytes[0] = static_cast<char>(code);
-      n = 1;
-    } else if (code < 0x800) {
-      bytes[0] = static_cast<char>(0xC0 | (code >> 6));
-      bytes[1] = static_cast<char>(0x80 | (code & 0x3F));
-      n = 2;
-    } else if (code < 0x10000) {
-      bytes[0] = static_cast<char>(0xE0 | (code >> 12));
-      bytes[1] = static_cast<char>(0x80 | ((code >> 6) & 0x3F));
-      bytes[2] = static_cast<char>(0x80 | (code & 0x3F));
-      n = 3;
-    } else {
-      bytes[0] = static_cast<char>(0xF0 | (code >> 18));
-      bytes[1] = static_cast<char>(0x80 | ((code >> 12) & 0x3F));
-      bytes[2] = static_cast<char>(0x80 | ((code >> 6) & 0x3F));
-      bytes[3] = static_cast<char>(0x80 | (code & 0x3F));
-      n = 4;
-    }
-    if (out + n >= count) {
+    std::size_t const length = static_cast<std::size_t>(String::_encodeUTF8(code, bytes));
+    if (out + length >= count) {
       break;
     }
-    for (std::size_t i = 0; i < n; ++i) {
+    for (std::size_t i = 0; i < length; ++i) {
       buffer[out++] = bytes[i];
     }
   }

@@ -213,6 +213,7 @@ TEST(Sort, SearchGivesTheFirstPositionNotBelowTheKey) {
                          &CompareIntsIn),
               row.expected)
         << row.label;
+    EXPECT_EQ(calls == 0, row.array.empty()) << row.label;
   }
 }
 
