@@ -48,8 +48,10 @@ struct _tagMutex {
   boost::timed_mutex mutex;
 };
 
-// Owner fields are written by the thread that holds the lock and read by others only to compare
-// with their own identifier.
+// Owner fields are written only by the thread that holds the lock and read by others only to
+// compare with their own identifier. A thread never reads its own identifier back after it
+// cleared it (coherence of one atomic), so relaxed loads and stores suffice; the mutex orders
+// everything else.
 struct _tagCriticalSection {
   std::atomic<std::uint32_t> count{0};
   std::atomic<std::uint32_t> owner{0};
@@ -196,7 +198,7 @@ bool CPCriticalSection::TryEnter(std::uint32_t ms) {
   } else if (!cs->mutex.try_lock_until(_deadline(ms))) {
     return false;
   }
-  cs->owner.exchange(me);
+  cs->owner.store(me, std::memory_order_relaxed);
   cs->count.store(1, std::memory_order_relaxed);
   return true;
 }
@@ -213,7 +215,7 @@ bool CPCriticalSection::Leave() {
     }
   } while (!cs->count.compare_exchange_weak(count, count - 1, std::memory_order_relaxed));
   if (count == 1) {
-    cs->owner.exchange(0);
+    cs->owner.store(0, std::memory_order_relaxed);
     cs->mutex.unlock();
   }
   return true;
@@ -263,7 +265,7 @@ bool CPRWInterlock::TryEnter(std::uint32_t ms) {
   } else if (!rw->mutex.try_lock_until(_deadline(ms))) {
     return false;
   }
-  rw->owner.exchange(me);
+  rw->owner.store(me, std::memory_order_relaxed);
   return true;
 }
 
@@ -296,7 +298,7 @@ bool CPRWInterlock::Leave() {
     rw->writeEntries.store(static_cast<std::uint16_t>(extra - 1), std::memory_order_relaxed);
     return true;
   }
-  rw->owner.exchange(0);
+  rw->owner.store(0, std::memory_order_relaxed);
   rw->mutex.unlock();
   return true;
 }
