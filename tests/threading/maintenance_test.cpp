@@ -1,7 +1,4 @@
-#include <chrono>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include <gtest/gtest.h>
 #include <vorx/core.h>
@@ -12,87 +9,57 @@
 #include "threading/maintenance_requests.h"
 
 using namespace VORX::Threading;
-using vorx::test::Journal;
 using vorx::test::MakeRequest;
 using vorx::test::Request;
+using Maintenance = vorx::test::MaintenanceFixture;
 
 namespace {
-
-// Every test leaves the service stopped and its list released.
-class Maintenance : public ::testing::Test {
-protected:
-  void TearDown() override {
-    _StopMaintenance();
-    _ReleaseMaintenanceList();
-  }
-  Journal journal;
-};
-
 std::uint64_t InAnHour() {
   return VORX::Core::OS::GetTimeNow() + 3600 * 1000;
 }
-
 } // namespace
 
 TEST_F(Maintenance, DueRequestsRunByPriorityPlusAgeSoTheLowOneRunsByTheFourthPass) {
-  auto high = MakeRequest("high", 0, Request::kAlwaysDue, &journal);
-  auto low = MakeRequest("low", -2, Request::kAlwaysDue, &journal);
-  auto later = MakeRequest("later", 100, InAnHour(), &journal);
-  ASSERT_TRUE(_RegisterMaintenance(high));
-  ASSERT_TRUE(_RegisterMaintenance(low));
-  ASSERT_TRUE(_RegisterMaintenance(later));
-  ASSERT_TRUE(_StartMaintenance());
-  ASSERT_TRUE(journal.WaitFor(8));
-  _StopMaintenance();
-  // Scores per pass (priority + age): high 0 each time; low -2, -1, 0 (a tie keeps the first
-  // record), then 1.
-  std::vector<std::string> const names = journal.Names();
-  std::vector<std::string> const expected = {"high", "high", "high", "low",
-                                             "high", "high", "high", "low"};
-  EXPECT_EQ(std::vector<std::string>(names.begin(), names.begin() + 8), expected);
-  EXPECT_EQ(high->priorityInRun.load(), eThreadPriorityNormal) << "requests run at normal priority";
-}
-
-TEST_F(Maintenance, RegistrationIsOncePerClientAndNeedsTheInterface) {
-  auto request = MakeRequest("once", 0, InAnHour(), &journal);
-  EXPECT_TRUE(_RegisterMaintenance(request));
-  EXPECT_TRUE(_RegisterMaintenance(request));
-  EXPECT_EQ(request.lockcnt(), 2u) << "one record holds the client";
-  EXPECT_TRUE(_UnregisterMaintenance(request));
-  EXPECT_FALSE(_UnregisterMaintenance(request)) << "no second record";
-  EXPECT_EQ(request.lockcnt(), 1u);
-
-  VORX::Buffers::CPPlainMemory plain;
-  ASSERT_TRUE(plain.Alloc(8));
-  EXPECT_FALSE(_RegisterMaintenance(plain));
-  EXPECT_FALSE(_RegisterMaintenance(VORX::Buffers::CPObjectMemory()));
-}
-
-TEST_F(Maintenance, RegisteringWakesTheWaitingThread) {
   vorx::test::LogCapture log;
+  auto high = MakeRequest("high", 0, 0);
+  auto low = MakeRequest("low", -2, 0);
+  auto later = MakeRequest("later", 100, InAnHour());
+  ASSERT_TRUE(_RegisterMaintenance(high) && _RegisterMaintenance(low));
+  ASSERT_TRUE(_RegisterMaintenance(later) && _RegisterMaintenance(later)) << "twice is once";
   ASSERT_TRUE(_StartMaintenance());
-  EXPECT_TRUE(_StartMaintenance()) << "running already";
-  EXPECT_TRUE(_IsMaintenanceRunning());
-  auto request = MakeRequest("late", 0, Request::kAlwaysDue, &journal);
-  ASSERT_TRUE(_RegisterMaintenance(request));
-  EXPECT_TRUE(journal.WaitFor(1));
+  EXPECT_TRUE(_StartMaintenance() && _IsMaintenanceRunning()) << "running already";
+  ASSERT_TRUE(Request::WaitUntil([] { return Request::Journal().size() >= 8; }));
   _StopMaintenance();
   EXPECT_FALSE(_IsMaintenanceRunning());
+  // Scores per pass (priority + age): high 0 each time; low -2, -1, 0 (a tie keeps the first
+  // record), then 1.
+  std::vector<std::string> const expected = {"high", "high", "high", "low",
+                                             "high", "high", "high", "low"};
+  auto const & journal = Request::Journal();
+  EXPECT_EQ(std::vector<std::string>(journal.begin(), journal.begin() + 8), expected);
+  EXPECT_EQ(high->priorityInRun, eThreadPriorityNormal);
 
-  std::vector<vorx::test::LoggedLine> const lines = log.Lines();
-  ASSERT_EQ(lines.size(), 1u) << "one start, logged once";
-  EXPECT_EQ(lines[0].level, qefDL_Info);
-  EXPECT_EQ(lines[0].category, u"VORX");
-  EXPECT_EQ(lines[0].file, "maintenance");
-  EXPECT_EQ(lines[0].message, u"Starting maintenance thread");
+  EXPECT_EQ(later.lockcnt(), 2u) << "one record holds the client";
+  EXPECT_TRUE(_UnregisterMaintenance(later));
+  EXPECT_FALSE(_UnregisterMaintenance(later)) << "no second record";
+  VORX::Buffers::CPPlainMemory plain;
+  plain.Alloc(8);
+  EXPECT_FALSE(_RegisterMaintenance(plain)) << "no request interface";
+
+  ASSERT_EQ(log.Lines().size(), 1u) << "one start";
+  EXPECT_EQ(log.Lines()[0].level, qefDL_Info);
+  EXPECT_EQ(log.Lines()[0].category, u"VORX");
+  EXPECT_EQ(log.Lines()[0].file, "maintenance");
+  EXPECT_EQ(log.Lines()[0].message, u"Starting maintenance thread");
 }
 
-TEST_F(Maintenance, AnExceptionInARunDoesNotStopTheService) {
+TEST_F(Maintenance, RegisteringWakesTheThreadAndAnExceptionDoesNotStopIt) {
   vorx::test::LogCapture log;
-  auto failing = MakeRequest("failing", 0, Request::kAlwaysDue, &journal, Request::kThrowFirst);
-  ASSERT_TRUE(_RegisterMaintenance(failing));
   ASSERT_TRUE(_StartMaintenance());
-  EXPECT_TRUE(journal.WaitFor(2)) << "runs again after its first run threw";
+  auto failing = MakeRequest("failing", 0, 0, Request::kThrowFirst);
+  ASSERT_TRUE(_RegisterMaintenance(failing));
+  EXPECT_TRUE(Request::WaitUntil([&] { return failing->finished >= 1; }))
+      << "runs again after its first run threw";
   _StopMaintenance();
   bool logged = false;
   for (auto const & line : log.Lines()) {
@@ -102,40 +69,38 @@ TEST_F(Maintenance, AnExceptionInARunDoesNotStopTheService) {
 }
 
 TEST_F(Maintenance, UnregisteringARunningRequestWaitsForItsRunToEnd) {
-  auto busy = MakeRequest("busy", 0, Request::kAlwaysDue, &journal, Request::kWaitForGate);
+  auto busy = MakeRequest("busy", 0, 0, Request::kGate);
   ASSERT_TRUE(_RegisterMaintenance(busy));
   ASSERT_TRUE(_StartMaintenance());
-  ASSERT_TRUE(busy->WaitRunning());
-  // Whenever the unregistration lands (during the first run, or between later ones once the
-  // gate is open), it returns only with no run of the request in progress, and none follows.
+  ASSERT_TRUE(Request::WaitUntil([&] { return busy->started == 1; }));
+  // Wherever the unregistration lands (in the first run, or between later ones once the gate is
+  // open), it returns with no run in progress, and none follows.
   bool unregistered = false;
-  int startedAtReturn = -1;
-  int finishedAtReturn = -2;
+  int startedAtReturn = -1, finishedAtReturn = -2;
   std::thread client([&] {
     unregistered = _UnregisterMaintenance(busy);
-    startedAtReturn = busy->started.load();
-    finishedAtReturn = busy->finished.load();
+    auto lock = Request::Locked();
+    startedAtReturn = busy->started;
+    finishedAtReturn = busy->finished;
   });
   busy->Open();
   client.join();
   EXPECT_TRUE(unregistered);
   EXPECT_EQ(startedAtReturn, finishedAtReturn);
   _StopMaintenance();
-  EXPECT_EQ(busy->started.load(), startedAtReturn) << "a withdrawn request is not chosen again";
-  EXPECT_EQ(busy.lockcnt(), 1u);
+  EXPECT_EQ(busy->started, startedAtReturn) << "a withdrawn request is not chosen again";
 }
 
-TEST_F(Maintenance, StopsAndStartsAgainWithRegistrationsKept) {
-  auto request = MakeRequest("kept", 0, Request::kAlwaysDue, &journal);
-  ASSERT_TRUE(_RegisterMaintenance(request));
+TEST_F(Maintenance, StartsAgainAfterAStopWithRegistrationsKeptUntilTheListIsReleased) {
+  auto kept = MakeRequest("kept", 0, 0);
+  ASSERT_TRUE(_RegisterMaintenance(kept));
   _StopMaintenance(); // not running: nothing
-  for (std::size_t round = 1; round <= 2; ++round) {
+  for (int round = 1; round <= 2; ++round) {
+    int const before = (Request::Locked(), kept->finished);
     ASSERT_TRUE(_StartMaintenance());
-    std::size_t const before = journal.Total();
-    EXPECT_TRUE(journal.WaitFor(before + 1)) << "round " << round;
+    EXPECT_TRUE(Request::WaitUntil([&] { return kept->finished > before; })) << round;
     _StopMaintenance();
-    EXPECT_FALSE(_IsMaintenanceRunning());
   }
   _ReleaseMaintenanceList();
-  EXPECT_EQ(request.lockcnt(), 1u) << "releasing the list ends every registration";
+  EXPECT_EQ(kept.lockcnt(), 1u) << "releasing the list ends every registration";
 }

@@ -14,94 +14,62 @@ using Clock = std::chrono::steady_clock;
 
 namespace {
 
-long long MillisecondsSince(Clock::time_point start) {
-  return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count();
+auto Since(Clock::time_point start) {
+  return Clock::now() - start;
 }
-
-// Runs `f` on another thread and waits for it.
 template <class F> void OnOtherThread(F f) {
   std::thread(f).join();
+}
+
+// Checks that `enter` on another thread returns only after the lock was released here.
+template <class Enter, class Release> void WaitsForRelease(Enter enter, Release release) {
+  std::atomic<bool> released{false};
+  std::latch started(1);
+  std::thread waiter([&] {
+    started.count_down();
+    enter();
+    EXPECT_TRUE(released.load()) << "entered before the holder left";
+  });
+  started.wait();
+  released = true;
+  release();
+  waiter.join();
 }
 
 } // namespace
 
 TEST(Mutex, TryEnterZeroOnAHeldLockAnswersAtOnceAndCopiesShareTheLock) {
   CPMutex mutex;
-  ASSERT_TRUE(mutex);
   CPMutex copy(mutex);
   ASSERT_TRUE(mutex.Enter());
-  OnOtherThread([copy]() mutable {
+  OnOtherThread([&] {
     Clock::time_point const start = Clock::now();
     EXPECT_FALSE(copy.TryEnter(0));
-    EXPECT_LT(MillisecondsSince(start), 1000);
+    EXPECT_LT(Since(start), std::chrono::seconds(1));
     EXPECT_FALSE(copy.TryEnter(60));
-    EXPECT_GE(MillisecondsSince(start), 55) << "a timed attempt waits out its time";
+    EXPECT_GE(Since(start), std::chrono::milliseconds(55)) << "a timed attempt waits its time";
   });
-  ASSERT_TRUE(mutex.Leave());
-  OnOtherThread([copy]() mutable {
-    EXPECT_TRUE(copy.TryEnter(0));
-    EXPECT_TRUE(copy.Leave());
-  });
+  WaitsForRelease([&] { EXPECT_TRUE(copy.TryEnter(qefInfinite)), copy.Leave(); },
+                  [&] { mutex.Leave(); });
 }
 
-TEST(Mutex, InfiniteTryEnterWaitsForTheOwnerToLeave) {
-  CPMutex mutex;
-  std::atomic<bool> released{false};
-  std::latch held(1);
-  ASSERT_TRUE(mutex.Enter());
-  std::thread waiter([&] {
-    held.count_down();
-    EXPECT_TRUE(mutex.TryEnter(qefInfinite));
-    EXPECT_TRUE(released.load()) << "locked before the owner left";
-    mutex.Leave();
-  });
-  held.wait();
-  released = true;
-  mutex.Leave();
-  waiter.join();
-}
-
-TEST(CriticalSection, OwnerReentersAndOthersWaitForTheLastLeave) {
+TEST(CriticalSection, OwnerReentersAndALeaveFromAnyThreadCountsDown) {
   CPCriticalSection cs;
-  ASSERT_TRUE(cs.Enter());
   ASSERT_TRUE(cs.Enter());
   ASSERT_TRUE(cs.TryEnter(0)) << "re-entry by the owner always succeeds";
-  for (int leaves = 0; leaves < 3; ++leaves) {
-    OnOtherThread([&] { EXPECT_FALSE(cs.TryEnter(0)) << "after " << leaves << " leaves"; });
-    EXPECT_TRUE(cs.Leave());
-  }
-  OnOtherThread([&] {
-    EXPECT_TRUE(cs.TryEnter(0));
-    EXPECT_TRUE(cs.Leave());
-  });
-  EXPECT_FALSE(cs.Leave()) << "a lock not entered";
-}
-
-TEST(CriticalSection, LeaveByAnotherThreadStillCountsDown) {
-  CPCriticalSection cs;
   ASSERT_TRUE(cs.Enter());
-  ASSERT_TRUE(cs.Enter());
-  OnOtherThread([&] { EXPECT_TRUE(cs.Leave()); }); // count 2 -> 1, the owner keeps it
+  OnOtherThread([&] { EXPECT_TRUE(cs.Leave()); }); // 3 -> 2, not checked against the owner
+  EXPECT_TRUE(cs.Leave());
   OnOtherThread([&] { EXPECT_FALSE(cs.TryEnter(0)); });
-  EXPECT_TRUE(cs.Leave()); // count 1 -> 0: unlocked
-  OnOtherThread([&] {
-    EXPECT_TRUE(cs.TryEnter(0));
-    EXPECT_TRUE(cs.Leave());
-  });
-}
+  WaitsForRelease([&] { cs.Enter(), cs.Leave(); }, [&] { cs.Leave(); });
+  EXPECT_FALSE(cs.Leave()) << "a lock not entered";
 
-TEST(CriticalSection, KeepsItsCountUnderContention) {
-  CPCriticalSection cs;
   long long counter = 0;
   std::vector<std::thread> threads;
   for (int t = 0; t < 4; ++t) {
     threads.emplace_back([&] {
       for (int i = 0; i < 2000; ++i) {
-        cs.Enter();
-        cs.Enter();
-        ++counter;
-        cs.Leave();
-        cs.Leave();
+        cs.Enter(), cs.Enter(), ++counter, cs.Leave(), cs.Leave();
       }
     });
   }
@@ -111,52 +79,26 @@ TEST(CriticalSection, KeepsItsCountUnderContention) {
   EXPECT_EQ(counter, 8000);
 }
 
-TEST(RWInterlock, ExclusiveOwnerReentersForReadAndWrite) {
+TEST(RWInterlock, ExclusiveOwnerReentersForReadAndWriteAndOthersWaitForTheLastLeave) {
   CPRWInterlock rw;
   ASSERT_TRUE(rw.Enter());
   ASSERT_TRUE(rw.EnterRead());
   ASSERT_TRUE(rw.Enter());
   ASSERT_TRUE(rw.TryEnterRead(0));
-  // Leaves in any order; another reader stays out until the last exclusive leave.
-  bool (CPRWInterlock::*const leaves[])() = {&CPRWInterlock::LeaveRead, &CPRWInterlock::Leave,
-                                             &CPRWInterlock::LeaveRead};
-  for (auto leave : leaves) {
+  for (auto leave : {&CPRWInterlock::LeaveRead, &CPRWInterlock::Leave, &CPRWInterlock::LeaveRead}) {
     OnOtherThread([&] { EXPECT_FALSE(rw.TryEnterRead(0)); });
     EXPECT_TRUE((rw.*leave)());
   }
-  OnOtherThread([&] { EXPECT_FALSE(rw.TryEnterRead(0)); });
-  EXPECT_TRUE(rw.Leave());
-  OnOtherThread([&] {
-    EXPECT_TRUE(rw.TryEnterRead(0));
-    EXPECT_TRUE(rw.LeaveRead());
-  });
-}
+  WaitsForRelease([&] { rw.EnterRead(), rw.LeaveRead(); }, [&] { rw.Leave(); });
 
-TEST(RWInterlock, ReadersShareAndWritersWaitForThem) {
-  CPRWInterlock rw;
   ASSERT_TRUE(rw.EnterRead());
   OnOtherThread([&] {
     EXPECT_TRUE(rw.TryEnterRead(0)) << "readers share";
     EXPECT_TRUE(rw.LeaveRead());
     EXPECT_FALSE(rw.TryEnter(30)) << "a writer waits for the reader";
   });
-  // A reader asking for the lock exclusively is no owner: it waits like any writer.
-  EXPECT_FALSE(rw.TryEnter(0));
-  EXPECT_TRUE(rw.LeaveRead());
-
-  std::atomic<bool> released{false};
-  std::latch held(1);
-  ASSERT_TRUE(rw.Enter());
-  std::thread reader([&] {
-    held.count_down();
-    EXPECT_TRUE(rw.EnterRead());
-    EXPECT_TRUE(released.load()) << "read while the writer held it";
-    rw.LeaveRead();
-  });
-  held.wait();
-  released = true;
-  rw.Leave();
-  reader.join();
+  EXPECT_FALSE(rw.TryEnter(0)) << "a reader asking to write is no owner";
+  WaitsForRelease([&] { rw.Enter(), rw.Leave(); }, [&] { rw.LeaveRead(); });
 }
 
 TEST(Locks, HandlesWithoutABlockAnswerFalse) {
@@ -167,150 +109,83 @@ TEST(Locks, HandlesWithoutABlockAnswerFalse) {
   CPEvent event(true);
   CPMultipleEvent events(true);
   EXPECT_FALSE(mutex || cs || rw || event || events);
-  EXPECT_FALSE(mutex.Enter() || mutex.TryEnter(0) || mutex.Leave());
-  EXPECT_FALSE(cs.Enter() || cs.TryEnter(0) || cs.Leave());
-  EXPECT_FALSE(rw.Enter() || rw.TryEnter(0) || rw.EnterRead() || rw.TryEnterRead(0) || rw.Leave() ||
-               rw.LeaveRead());
-  EXPECT_FALSE(event.Set() || event.Reset());
+  EXPECT_FALSE(mutex.Enter() || mutex.TryEnter(0) || mutex.Leave() || cs.Enter() ||
+               cs.TryEnter(0) || cs.Leave() || rw.Enter() || rw.TryEnter(0) || rw.EnterRead() ||
+               rw.TryEnterRead(0) || rw.Leave() || rw.LeaveRead() || event.Set() || event.Reset() ||
+               events.Attach(event) || events.Reset(~0ull));
   EXPECT_EQ(event.Wait(0), qefWaitFailed);
-  EXPECT_EQ(event.GetHandle(), nullptr);
-  EXPECT_FALSE(events.Attach(event) || events.Reset(~0ull));
   EXPECT_EQ(events.Wait(0), qefWaitFailed);
-}
-
-TEST(Locks, EachClassHasItsOwnTypeIdentifier) {
-  std::size_t const ids[] = {CPMutex::GetTypeID(),         CPCriticalSection::GetTypeID(),
-                             CPRWInterlock::GetTypeID(),   CPEvent::GetTypeID(),
-                             CPMultipleEvent::GetTypeID(), CPThread::GetTypeID()};
-  for (std::size_t i = 0; i < std::size(ids); ++i) {
-    EXPECT_NE(ids[i], 0u);
-    for (std::size_t j = i + 1; j < std::size(ids); ++j) {
-      EXPECT_NE(ids[i], ids[j]) << i << " and " << j;
-    }
-  }
-  CPMutex mutex;
-  CPEvent event(false);
-  EXPECT_EQ(mutex.GetTypeID(), CPMutex::GetTypeID());
-  EXPECT_TRUE(event.IsType(reinterpret_cast<void const *>(CPEvent::GetTypeID())));
+  EXPECT_EQ(event.GetHandle(), nullptr);
 }
 
 TEST(Event, ManualResetStaysSignalledAutomaticResetIsConsumed) {
-  struct Row {
-    bool manual;
-    std::uint32_t afterSet[3]; // three Wait(0) after one Set
-  };
-  static constexpr Row rows[] = {
-      {true, {qefWaitObject0, qefWaitObject0, qefWaitObject0}},
-      {false, {qefWaitObject0, qefWaitTimeout, qefWaitTimeout}},
-  };
-  for (Row const & row : rows) {
-    CPEvent event(row.manual);
+  for (bool manual : {true, false}) {
+    CPEvent event(manual);
+    CPEvent copy(event);
     EXPECT_EQ(event.Wait(0), qefWaitTimeout) << "created clear";
-    EXPECT_TRUE(event.Set());
-    EXPECT_TRUE(event.Set()) << "a second Set merges with the first";
-    for (std::uint32_t expected : row.afterSet) {
-      EXPECT_EQ(event.Wait(0), expected) << (row.manual ? "manual" : "automatic");
-    }
-    EXPECT_TRUE(event.Reset());
+    EXPECT_TRUE(copy.Set() && copy.Set()) << "a second Set merges with the first";
+    EXPECT_EQ(event.Wait(0), qefWaitObject0);
+    EXPECT_EQ(event.Wait(0), manual ? qefWaitObject0 : qefWaitTimeout);
+    EXPECT_TRUE(copy.Set() && copy.Reset());
     EXPECT_EQ(event.Wait(0), qefWaitTimeout);
+    EXPECT_TRUE(copy == event && !(CPEvent(manual) == event));
+    EXPECT_EQ(copy.GetHandle(), event.GetHandle());
   }
-}
-
-TEST(Event, TimedWaitRunsOutAndSetReleasesWaitersOnOtherThreads) {
-  CPEvent manual(true);
-  Clock::time_point const start = Clock::now();
-  EXPECT_EQ(manual.Wait(50), qefWaitTimeout);
-  EXPECT_GE(MillisecondsSince(start), 45);
-
-  // Manual reset: one Set releases every waiter.
-  std::vector<std::thread> waiters;
-  std::atomic<int> released{0};
-  for (int i = 0; i < 3; ++i) {
-    waiters.emplace_back([&] {
-      if (manual.Wait(qefInfinite) == qefWaitObject0) {
-        ++released;
-      }
-    });
-  }
-  manual.Set();
-  for (std::thread & t : waiters) {
-    t.join();
-  }
-  EXPECT_EQ(released.load(), 3);
-
-  // Automatic reset: one Set releases exactly one of two waiters; the other runs out.
-  CPEvent automatic(false);
-  std::atomic<int> signalled{0};
-  std::atomic<int> timedOut{0};
-  waiters.clear();
-  for (int i = 0; i < 2; ++i) {
-    waiters.emplace_back([&] { (automatic.Wait(300) == qefWaitObject0 ? signalled : timedOut)++; });
-  }
-  automatic.Set();
-  for (std::thread & t : waiters) {
-    t.join();
-  }
-  EXPECT_EQ(signalled.load(), 1);
-  EXPECT_EQ(timedOut.load(), 1);
-}
-
-TEST(Event, CopiesAreTheSameEvent) {
   CPEvent event(true);
-  CPEvent const copy(event);
-  CPEvent other(true);
-  EXPECT_TRUE(copy == event);
-  EXPECT_FALSE(other == event);
-  EXPECT_EQ(copy.GetHandle(), event.GetHandle());
-  EXPECT_NE(other.GetHandle(), event.GetHandle());
-  EXPECT_NE(event.GetHandle(), nullptr);
-  CPEvent setter(copy);
-  setter.Set();
-  EXPECT_EQ(event.Wait(0), qefWaitObject0);
+  Clock::time_point const start = Clock::now();
+  EXPECT_EQ(event.Wait(50), qefWaitTimeout);
+  EXPECT_GE(Since(start), std::chrono::milliseconds(45));
+}
+
+TEST(Event, ManualSetReleasesAllWaitersAutomaticSetExactlyOne) {
+  for (bool manual : {true, false}) {
+    CPEvent event(manual);
+    std::atomic<int> signalled{0};
+    std::vector<std::thread> waiters;
+    for (int i = 0; i < 3; ++i) {
+      waiters.emplace_back([&] { signalled += event.Wait(300) == qefWaitObject0; });
+    }
+    event.Set();
+    for (std::thread & t : waiters) {
+      t.join();
+    }
+    EXPECT_EQ(signalled.load(), manual ? 3 : 1);
+  }
 }
 
 TEST(MultipleEvent, ReportsTheFirstSignalledEventInAttachOrder) {
   CPEvent e0(true), e1(false), e2(true);
   CPMultipleEvent events(true);
   EXPECT_EQ(events.Wait(0), qefWaitFailed) << "nothing attached";
-  ASSERT_TRUE(events.Attach(e0));
-  ASSERT_TRUE(events.Attach(e1));
-  ASSERT_TRUE(events.Attach(e2));
-  EXPECT_TRUE(events.Attach(e1)) << "attached already: no change";
+  ASSERT_TRUE(events.Attach(e0) && events.Attach(e1) && events.Attach(e2) && events.Attach(e1));
   EXPECT_EQ(events.Wait(0), qefWaitTimeout);
   e2.Set();
   EXPECT_EQ(events.Wait(0), qefWaitObject0 + 2);
-  EXPECT_EQ(events.Wait(0), qefWaitObject0 + 2) << "a manual set leaves a manual event set";
+  EXPECT_EQ(events.Wait(0), qefWaitObject0 + 2) << "manual mode leaves a manual event set";
   e1.Set();
   EXPECT_EQ(events.Wait(0), qefWaitObject0 + 1);
   EXPECT_EQ(events.Wait(0), qefWaitObject0 + 2) << "the automatic event was consumed";
   EXPECT_TRUE(events.Reset(0b100));
-  EXPECT_EQ(e2.Wait(0), qefWaitTimeout);
   EXPECT_EQ(events.Wait(0), qefWaitTimeout);
-
   e2.Set();
   EXPECT_TRUE(events.Detach(e1));
   EXPECT_FALSE(events.Detach(e1));
   EXPECT_EQ(events.Wait(0), qefWaitObject0 + 1) << "e2 moved up one place";
+
+  CPMultipleEvent resetting(false);
+  resetting.Attach(e2);
+  EXPECT_EQ(resetting.Wait(0), qefWaitObject0);
+  EXPECT_EQ(e2.Wait(0), qefWaitTimeout) << "automatic mode resets the manual event it reports";
 }
 
-TEST(MultipleEvent, AutomaticSetResetsTheManualEventItReports) {
-  CPEvent manual(true);
-  CPMultipleEvent events(false);
-  events.Attach(manual);
-  manual.Set();
-  EXPECT_EQ(events.Wait(0), qefWaitObject0);
-  EXPECT_EQ(manual.Wait(0), qefWaitTimeout);
-}
-
-TEST(MultipleEvent, WaitWakesForAnEventSetOnAnotherThreadOrRunsOut) {
+TEST(MultipleEvent, WaitWakesForEventsSetOnAnotherThreadOrRunsOut) {
   CPEvent stop(true), wake(false);
   CPMultipleEvent events(true);
   events.Attach(stop);
   events.Attach(wake);
   Clock::time_point const start = Clock::now();
   EXPECT_EQ(events.Wait(40), qefWaitTimeout);
-  EXPECT_GE(MillisecondsSince(start), 35);
-
+  EXPECT_GE(Since(start), std::chrono::milliseconds(35));
   std::uint32_t seen[2] = {};
   std::latch first(1);
   std::thread waiter([&] {
@@ -324,25 +199,4 @@ TEST(MultipleEvent, WaitWakesForAnEventSetOnAnotherThreadOrRunsOut) {
   waiter.join();
   EXPECT_EQ(seen[0], qefWaitObject0 + 1);
   EXPECT_EQ(seen[1], qefWaitObject0);
-}
-
-TEST(MultipleEvent, HoldsAtMost64Events) {
-  CPMultipleEvent events(true);
-  std::vector<CPEvent> all;
-  for (int i = 0; i < 65; ++i) {
-    all.emplace_back(i % 2 == 0);
-  }
-  for (int i = 0; i < 64; ++i) {
-    ASSERT_TRUE(events.Attach(all[i])) << i;
-  }
-  EXPECT_FALSE(events.Attach(all[64]));
-  all[63].Set();
-  EXPECT_EQ(events.Wait(0), qefWaitObject0 + 63);
-  CPEvent const empty = [] {
-    vorx::test::AllocationFailure failure;
-    return CPEvent(true);
-  }();
-  EXPECT_FALSE(events.Detach(empty));
-  EXPECT_TRUE(events.Detach(all[0]));
-  EXPECT_FALSE(events.Attach(empty)) << "an event without a block";
 }
