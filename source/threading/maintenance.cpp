@@ -66,12 +66,12 @@ _tForever<CPCriticalSection> g_lock;
 _tagRecord * g_records = nullptr;
 std::size_t g_count = 0;
 std::size_t g_capacity = 0;
-CPObjectMemory g_current; // the request being run, or empty
+_tForever<CPObjectMemory> g_current; // the request being run, or empty
 // The thread's events: stop (manual reset) and wake (automatic reset).
 _tForever<CPEvent> g_stop(true);
 _tForever<CPEvent> g_wake(false);
 // The maintenance thread, for start and stop only.
-CPThread g_cpMRThread;
+_tForever<CPThread> g_cpMRThread;
 
 class _cLock {
 public:
@@ -149,7 +149,7 @@ bool _choose(CPEvent & stop, CPObjectMemory & client, std::size_t & offset) {
     return false;
   }
   g_records[chosen].age = 0;
-  g_current = g_records[chosen].client;
+  *g_current = g_records[chosen].client;
   client = g_records[chosen].client;
   offset = g_records[chosen].offset;
   return true;
@@ -163,7 +163,7 @@ void _finishRun(CPObjectMemory const & client, std::size_t offset, bool failed) 
                        _InterfaceAt<IMaintenanceRequest>(client, offset)->GetName());
   }
   _cLock lock;
-  g_current.free();
+  g_current->free();
   std::size_t const at = _find(client);
   if (at != kNone && (g_records[at].flags & kWithdrawn)) {
     _remove(at);
@@ -216,7 +216,7 @@ bool _UnregisterMaintenance(CPObjectMemory const & client) {
     if (at == kNone) {
       return false;
     }
-    if (g_current != client) {
+    if (*g_current != client) {
       _remove(at);
       return true;
     }
@@ -226,7 +226,7 @@ bool _UnregisterMaintenance(CPObjectMemory const & client) {
   for (;;) {
     {
       _cLock lock;
-      if (g_current != client) {
+      if (*g_current != client) {
         break;
       }
     }
@@ -249,7 +249,7 @@ bool _UnregisterMaintenance(CPObjectMemory const & client) {
 }
 
 bool _StartMaintenance() {
-  if (g_cpMRThread) {
+  if (*g_cpMRThread) {
     return true;
   }
   g_stop->Reset();
@@ -260,23 +260,23 @@ bool _StartMaintenance() {
     return false;
   }
   try {
-    return g_cpMRThread.Execute(work, 0);
+    return g_cpMRThread->Execute(work, 0);
   } catch (...) {
     return false;
   }
 }
 
 void _StopMaintenance() {
-  if (!g_cpMRThread) {
+  if (!*g_cpMRThread) {
     return;
   }
   g_stop->Set();
-  if (g_cpMRThread.Wait(20000) == static_cast<std::uint64_t>(-1)) {
+  if (g_cpMRThread->Wait(20000) == static_cast<std::uint64_t>(-1)) {
     // Interrupts, waits 5000 ms more, detaches a thread that still runs; empties the handle.
-    g_cpMRThread.Terminate();
+    g_cpMRThread->Terminate();
   }
-  g_cpMRThread.free();
-  Develop::_istrue_(static_cast<bool>(g_cpMRThread), "maintenance,429:g_cpMRThread");
+  g_cpMRThread->free();
+  Develop::_istrue_(static_cast<bool>(*g_cpMRThread), "maintenance,429:g_cpMRThread");
 }
 
 void _ReleaseMaintenanceList() {
@@ -291,7 +291,7 @@ void _ReleaseMaintenanceList() {
 }
 
 bool _IsMaintenanceRunning() {
-  return static_cast<bool>(g_cpMRThread);
+  return static_cast<bool>(*g_cpMRThread);
 }
 
 } // namespace VORX::Threading
