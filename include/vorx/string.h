@@ -31,7 +31,15 @@ VORX_API int _snwprintf(qefWChar * buffer, std::size_t count, qefWChar const * f
 // Reads like the wide scanf family of the Windows runtime, with the same type conventions as
 // `_vsnwprintf` (`%s` and `%[...]` store `qefWChar`, `%hs` and `%h[...]` store `char`; `%c`
 // stores a `qefWChar`, `%hc` a `char`), `*` suppression, widths, `%n`. Returns the number of
-// fields stored, or -1 when the input ends (or is null) before the first conversion.
+// fields stored, or -1 when the input ends (or is null) before the first conversion (a
+// suppressed one counts). A malformed format or an unknown conversion stops the scan.
+// Narrow fields are stored as UTF-8 (a lone surrogate as U+FFFD) and their width counts the
+// bytes stored: a character that does not fit ends the field. `%hc` stores units up to U+00FF
+// as their value, others as '?'.
+// Integers read as strtoll (`d`, `i`) or strtoull would, then keep the low bits of their size;
+// a lone "0x" reads as 0. `%f` stores a float, `%lf` a double, `%Lf` a long double, and takes
+// only the characters of the longest number the C library reads in the current locale.
+// Blanks are the ASCII ones (space, tab, line feed, vertical tab, form feed, carriage return).
 VORX_API int vswscanf(qefWChar const * input, qefWChar const * format, std::va_list arguments);
 VORX_API int swscanf(qefWChar const * input, qefWChar const * format, ...);
 

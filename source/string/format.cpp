@@ -248,6 +248,14 @@ void _putWide(_tagSINK & out, _tagSPEC const & spec, qefWChar const * text) {
 std::size_t _putNarrow(_tagSINK * out, unsigned char const * text, std::size_t limit) {
   std::size_t units = 0;
   while (*text && units < limit) {
+    if (*text < 0x80) {
+      if (out) {
+        out->Put(*text);
+      }
+      ++text;
+      ++units;
+      continue;
+    }
     char32_t cp;
     text += _decodeUTF8(text, cp);
     if (cp < 0x10000) {
