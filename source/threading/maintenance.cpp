@@ -17,16 +17,17 @@ namespace VORX::Maintenance {
 class CMaintenanceThread {
 public:
   CMaintenanceThread(Threading::CPEvent const & stop, Threading::CPEvent const & wake)
-      : m_stop(stop), m_wake(wake), m_events(true) {
-    m_events.Attach(m_stop);
-    m_events.Attach(m_wake);
-  }
+      : m_stop(stop), m_wake(wake), m_events(true),
+        m_ready(m_events.Attach(m_stop) && m_events.Attach(m_wake)) {}
+  // False when the events could not be built or attached.
+  bool IsReady() const { return m_ready; }
   void Run();
 
 private:
   Threading::CPEvent m_stop;
   Threading::CPEvent m_wake;
   Threading::CPMultipleEvent m_events;
+  bool m_ready;
 };
 
 } // namespace VORX::Maintenance
@@ -256,7 +257,7 @@ bool _StartMaintenance() {
   g_wake->Reset();
   Develop::_logWrite(qefDL_Info, u"VORX", "maintenance", __LINE__, u"Starting maintenance thread");
   CThreadWrapper<Maintenance::CMaintenanceThread> work;
-  if (!work.Create(*g_stop, *g_wake)) {
+  if (!work.Create(*g_stop, *g_wake) || !work->IsReady()) {
     return false;
   }
   try {

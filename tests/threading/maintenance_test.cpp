@@ -94,7 +94,12 @@ TEST_F(Maintenance, UnregisteringARunningRequestWaitsForItsRunToEnd) {
 TEST_F(Maintenance, StartsAgainAfterAStopWithRegistrationsKeptUntilTheListIsReleased) {
   auto kept = MakeRequest("kept", 0, 0);
   ASSERT_TRUE(_RegisterMaintenance(kept));
-  _StopMaintenance(); // not running: nothing
+  _StopMaintenance();                // not running: nothing
+  for (long successes : {0, 1, 2}) { // the work, its multiple event, the thread block
+    vorx::test::AllocationFailure failure(successes);
+    EXPECT_FALSE(_StartMaintenance()) << successes;
+    EXPECT_FALSE(_IsMaintenanceRunning());
+  }
   for (int round = 1; round <= 2; ++round) {
     int const before = (Request::Locked(), kept->finished);
     ASSERT_TRUE(_StartMaintenance());
