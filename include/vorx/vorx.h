@@ -7,5 +7,7 @@
 #include <vorx/develop.h>
 #include <vorx/hr.h>
 #include <vorx/internetional.h>
+#include <vorx/lookup.h>
 #include <vorx/qef.h>
 #include <vorx/string.h>
+#include <vorx/threading.h>
