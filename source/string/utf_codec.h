@@ -68,9 +68,9 @@ inline unsigned _nonZeroLanes(std::uint64_t v) {
 
 // Length of wide text, at most `max` units. Once aligned it reads whole aligned blocks, which
 // never cross a page, so reading one that holds the terminator is safe even where the text's
-// allocation ends inside the block; the address sanitizer is told so.
+// allocation ends inside the block; the address and thread sanitizers are told so.
 template <typename U>
-__attribute__((no_sanitize_address)) inline std::size_t _wcsnlen(U const * p, std::uint64_t max) {
+__attribute__((no_sanitize_address, no_sanitize_thread)) inline std::size_t _wcsnlen(U const * p, std::uint64_t max) {
   static_assert(sizeof(U) == 2);
   std::size_t n = 0;
   while (n < max && (reinterpret_cast<std::uintptr_t>(p + n) & 15) != 0) {
