@@ -1,5 +1,18 @@
 // VORX::String: text. The 16-bit formatter and scanner every area formats and reads wide text
 // with; the encodings, converters and pooled strings join them here.
+//
+// Map of this header:
+//   formatting and scanning   `_vsnwprintf`, `_snwprintf`, `vswscanf`, `swscanf`
+//   owning string buffers     `CQEFWChar`, `CUTF8Char`, `CUTF16Char`, `CANSIChar`
+//   whole-buffer converters   `UTF8_To_qefWChar`, `qefWChar_To_UTF8`, `OS::ANSI_To_qefWChar`, ...
+//   per-character codecs      `utf8_qefW32`, `qefW32_utf8`, `qefW_qefW32`, `qefW32_qefW`, ...
+//   sizes, counters, sync     `UTF8Size`, `UTF8Len`, `UTF8u16strlen`, `UTF8Sync`, ...
+//   character classes         `_isSlash`, `_isblank`, `_iswhitespace`, `_isCRLF`, `_isUNCW`
+//   wide-character utilities  `wctolower`, `wcscmpi`, `wcsncmpi`, `wcscnt`, `wcscount`, ...
+//
+// Text types: `qefWChar const *` is wide text (UTF-16 units), `unsigned char const *` UTF-8,
+// `std::uint16_t const *` raw 16-bit units, `char const *` the ANSI code page and
+// `std::uint32_t const *` code points. All are zero-terminated.
 #pragma once
 
 #include <cstdarg>
@@ -43,4 +56,340 @@ VORX_API int _snwprintf(qefWChar * buffer, std::size_t count, qefWChar const * f
 VORX_API int vswscanf(qefWChar const * input, qefWChar const * format, std::va_list arguments);
 VORX_API int swscanf(qefWChar const * input, qefWChar const * format, ...);
 
+// ---------------------------------------------------------------------------------------------
+// Owning string buffers
+//
+// Each class owns one zero-terminated buffer on the library heap (or none: the empty state) and
+// a length field. Constructing or assigning from a source converts it; the length recorded
+// depends on the source, deliberately (see each constructor). Copies are deep; assignment builds
+// the new buffer before it frees the old one, so assigning from the object's own text is safe.
+// Bad input truncates the text at the first bad character; a failed allocation leaves the buffer
+// null. No locking: one object belongs to one thread at a time.
+// Note: a narrow literal ("abc") selects the ANSI overloads and u"abc" the wide ones; UTF-8 must
+// be passed as `unsigned char const *`. A bare `nullptr` or `0` is ambiguous: use a typed null.
+// ---------------------------------------------------------------------------------------------
+
+class CUTF8Char;
+class CUTF16Char;
+class CANSIChar;
+
+// Wide text (UTF-16 units) in an owned buffer.
+class VORX_API CQEFWChar {
+public:
+  CQEFWChar() = default;
+  // Note: a copy records the text's length plus one, whatever the source recorded.
+  CQEFWChar(CQEFWChar const & other);
+  ~CQEFWChar();
+
+  // Copies up to the terminator; length: characters plus one (the terminator is counted).
+  CQEFWChar(qefWChar const * text);
+  // Decodes UTF-8; code points from U+10000 become a pair without subtracting 0x10000 first.
+  // Stops quietly at a malformed character or one above U+10FFFF; length: units written.
+  CQEFWChar(unsigned char const * utf8);
+  // Copies 16-bit units; length: units copied.
+  CQEFWChar(std::uint16_t const * utf16);
+  // Decodes the ANSI code page; length: characters plus one.
+  CQEFWChar(char const * ansi);
+  // Encodes code points (pairs as for UTF-8); stops quietly above U+10FFFF; length: units
+  // written.
+  CQEFWChar(std::uint32_t const * utf32);
+  CQEFWChar(CUTF8Char const & utf8);
+  CQEFWChar(CUTF16Char const & utf16);
+  CQEFWChar(CANSIChar const & ansi);
+
+  CQEFWChar & operator=(CQEFWChar const & other);
+  CQEFWChar & operator=(qefWChar const * text);
+  CQEFWChar & operator=(unsigned char const * utf8);
+  CQEFWChar & operator=(std::uint16_t const * utf16);
+  CQEFWChar & operator=(char const * ansi);
+  CQEFWChar & operator=(std::uint32_t const * utf32);
+  CQEFWChar & operator=(CUTF8Char const & utf8);
+  CQEFWChar & operator=(CUTF16Char const & utf16);
+  CQEFWChar & operator=(CANSIChar const & ansi);
+
+  // Replaces every "%s" of the text by `replacement` (a null replacement, a null or empty text,
+  // no "%s" or a failed allocation change nothing). Note: the length grows by the inserted
+  // characters only; the two removed per "%s" are not subtracted, so it overstates the text.
+  void patch_percent_s_with(qefWChar const * replacement);
+
+  explicit operator bool() const { return m_buffer != nullptr; }
+  std::uint64_t len() const { return m_length; }
+  // The buffer, or null when empty.
+  qefWChar const * operator*() const { return m_buffer; }
+  operator qefWChar const *() const { return m_buffer; }
+
+private:
+  qefWChar * m_buffer = nullptr;
+  std::uint64_t m_length = 0;
+};
+
+// UTF-8 bytes in an owned buffer. Wide sources are decoded with the library's pair rule: a
+// surrogate pair becomes the single character U+0000 (both halves with ten low bits clear) or
+// U+0001, and the text stops quietly at a lone surrogate.
+class VORX_API CUTF8Char {
+public:
+  CUTF8Char() = default;
+  // Copies the bytes; length: their count (0 for a copy of an empty object).
+  CUTF8Char(CUTF8Char const & other);
+  ~CUTF8Char();
+
+  // Encodes wide text; length: bytes written.
+  CUTF8Char(qefWChar const * text);
+  // Copies bytes; length: the source's byte count. Note: a null source records all ones.
+  CUTF8Char(unsigned char const * utf8);
+  // As from wide text.
+  CUTF8Char(std::uint16_t const * utf16);
+  // Decodes the ANSI code page to wide text first, then as from wide text.
+  CUTF8Char(char const * ansi);
+  CUTF8Char(CQEFWChar const & text);
+  CUTF8Char(CUTF16Char const & utf16);
+  CUTF8Char(CANSIChar const & ansi);
+
+  CUTF8Char & operator=(CUTF8Char const & other);
+  CUTF8Char & operator=(qefWChar const * text);
+  CUTF8Char & operator=(unsigned char const * utf8);
+  CUTF8Char & operator=(std::uint16_t const * utf16);
+  CUTF8Char & operator=(char const * ansi);
+  CUTF8Char & operator=(CQEFWChar const & text);
+  CUTF8Char & operator=(CUTF16Char const & utf16);
+  CUTF8Char & operator=(CANSIChar const & ansi);
+
+  explicit operator bool() const { return m_buffer != nullptr; }
+  std::uint64_t len() const { return m_length; }
+  unsigned char const * operator*() const { return m_buffer; }
+  operator unsigned char const *() const { return m_buffer; }
+
+private:
+  unsigned char * m_buffer = nullptr;
+  std::uint64_t m_length = 0;
+};
+
+// Raw 16-bit units in an owned buffer. From wide text each decoded character is stored as one
+// unit (a surrogate pair becomes the unit 0x0000 or 0x0001; a lone surrogate ends the text);
+// from UTF-8 the units are those `CQEFWChar` would hold.
+class VORX_API CUTF16Char {
+public:
+  CUTF16Char() = default;
+  CUTF16Char(CUTF16Char const & other);
+  ~CUTF16Char();
+
+  // Length: units written.
+  CUTF16Char(qefWChar const * text);
+  // Length: units written.
+  CUTF16Char(unsigned char const * utf8);
+  // Copies; length: units copied.
+  CUTF16Char(std::uint16_t const * utf16);
+  // Decodes the ANSI code page to wide text first, then as from wide text.
+  CUTF16Char(char const * ansi);
+  CUTF16Char(CQEFWChar const & text);
+  CUTF16Char(CUTF8Char const & utf8);
+  CUTF16Char(CANSIChar const & ansi);
+
+  CUTF16Char & operator=(CUTF16Char const & other);
+  CUTF16Char & operator=(qefWChar const * text);
+  CUTF16Char & operator=(unsigned char const * utf8);
+  CUTF16Char & operator=(std::uint16_t const * utf16);
+  CUTF16Char & operator=(char const * ansi);
+  CUTF16Char & operator=(CQEFWChar const & text);
+  CUTF16Char & operator=(CUTF8Char const & utf8);
+  CUTF16Char & operator=(CANSIChar const & ansi);
+
+  explicit operator bool() const { return m_buffer != nullptr; }
+  std::uint64_t len() const { return m_length; }
+  std::uint16_t const * operator*() const { return m_buffer; }
+  operator std::uint16_t const *() const { return m_buffer; }
+
+private:
+  std::uint16_t * m_buffer = nullptr;
+  std::uint64_t m_length = 0;
+};
+
+// Bytes of the ANSI code page in an owned buffer. Note: the buffer reserves eight bytes per
+// character (8n+8 for a copy of n bytes, 8m for a conversion needing m bytes with the
+// terminator); only the text and its terminator are written.
+class VORX_API CANSIChar {
+public:
+  CANSIChar() = default;
+  CANSIChar(CANSIChar const & other);
+  ~CANSIChar();
+
+  // Encodes into the ANSI code page (unmappable characters become "?"); length: bytes without
+  // the terminator.
+  CANSIChar(qefWChar const * text);
+  // Copies; length: the source's byte count.
+  CANSIChar(char const * ansi);
+  CANSIChar(CQEFWChar const & text);
+
+  CANSIChar & operator=(CANSIChar const & other);
+  CANSIChar & operator=(qefWChar const * text);
+  CANSIChar & operator=(char const * ansi);
+  CANSIChar & operator=(CQEFWChar const & text);
+
+  explicit operator bool() const { return m_buffer != nullptr; }
+  std::uint64_t len() const { return m_length; }
+  char const * operator*() const { return m_buffer; }
+  operator char const *() const { return m_buffer; }
+
+private:
+  char * m_buffer = nullptr;
+  std::uint64_t m_length = 0;
+};
+
+// ---------------------------------------------------------------------------------------------
+// Whole-buffer converters
+//
+// A `srcMax` of all ones means "up to the terminator"; otherwise at most `srcMax` source units
+// are read, and a character that would reach beyond them is left out. Results count the
+// terminator. All are stateless and may run on any thread.
+// ---------------------------------------------------------------------------------------------
+
+// Every bit set: "until the terminator" for the `max` arguments below.
+inline constexpr std::uint64_t qefAllOnes = ~std::uint64_t{0};
+
+// UTF-8 to wide text. Returns the units written including the terminator; with a null `dst`, the
+// units needed. 0 for a null `src`, a `dstCount` too small (nothing written), a malformed
+// character or a code point above U+10FFFF (the part already written stays, unterminated).
+VORX_API std::uint64_t UTF8_To_qefWChar(unsigned char const * src, std::uint64_t srcMax,
+                                        qefWChar * dst, std::uint64_t dstCount);
+// Wide text to UTF-8, in bytes, with the same result convention. Surrogate pairs collapse to
+// U+0000 or U+0001 (see `qefW_qefW32`); a lone surrogate gives 0.
+VORX_API std::uint64_t qefWChar_To_UTF8(qefWChar const * src, std::uint64_t srcMax,
+                                        unsigned char * dst, std::uint64_t dstCount);
+
+// ---------------------------------------------------------------------------------------------
+// Per-character codecs. Each advances its pointer(s) past what it consumed or produced and
+// returns false on failure.
+// ---------------------------------------------------------------------------------------------
+
+// Decodes one UTF-8 character. Note: permissive on purpose: overlong forms, encoded surrogates
+// and values up to 0x13FFFF decode to their value. A byte that cannot lead writes 0 and fails
+// without moving; a bad continuation byte fails with `p` on it and the partial value written.
+VORX_API bool utf8_qefW32(std::uint32_t * cp, unsigned char const *& p);
+// Decodes one wide character. Note: a surrogate pair does not combine: it yields 0 when both
+// units have their ten low bits clear and 1 otherwise; any second unit from 0xDBFF up completes
+// a pair. Fails, without moving, on a low surrogate first or a high one not followed by such a
+// unit.
+VORX_API bool qefW_qefW32(std::uint32_t * cp, qefWChar const *& p);
+// Encodes one code point in one to four bytes (surrogate values too); false above U+10FFFF,
+// writing nothing.
+VORX_API bool qefW32_utf8(unsigned char *& p, std::uint32_t cp);
+// Encodes one code point as one unit or a pair. Note: the pair is 0xD800 | (cp >> 10),
+// 0xDC00 | (cp & 0x3FF), without subtracting 0x10000. False above U+10FFFF, writing nothing.
+VORX_API bool qefW32_qefW(qefWChar *& p, std::uint32_t cp);
+// `utf8_qefW32` then `qefW32_qefW`; false when either fails.
+VORX_API bool utf8_qefW(qefWChar *& d, unsigned char const *& s);
+// Copies one unit; always true.
+VORX_API bool utf16_qefW(qefWChar *& d, std::uint16_t const *& s);
+// `qefW_qefW32` then `qefW32_utf8`.
+VORX_API bool qefW_utf8(unsigned char *& d, qefWChar const *& s);
+// `qefW_qefW32`, stored as one unit (a pair becomes 0x0000 or 0x0001).
+VORX_API bool qefW_utf16(std::uint16_t *& d, qefWChar const *& s);
+
+// ---------------------------------------------------------------------------------------------
+// Sizes, lengths, counters and resynchronisation
+// ---------------------------------------------------------------------------------------------
+
+// Bytes for `cp`: 1, 2, 3 or 4; 0 from 0x110000 up.
+VORX_API std::uint64_t UTF8Size(std::uint32_t cp);
+// Units for `cp`: 1 below 0x10000, 2 up to 0x110000; 0 above. Note: 0x110000 itself gives 2.
+VORX_API std::uint64_t UTF16Size(std::uint32_t cp);
+// 1 below 0x10000, else 2, with no upper limit.
+VORX_API std::uint64_t qefWSize(std::uint32_t cp);
+// Bytes of the character a lead byte starts: 1, 2, 3 or 4; 0 for a byte that cannot lead.
+VORX_API std::uint64_t UTF8Len(unsigned char lead);
+// 1 for a non-surrogate, 2 for a high surrogate, 0 for a low surrogate.
+VORX_API std::uint64_t UTF16Len(std::uint16_t unit);
+// Always 1.
+VORX_API std::uint64_t qefWLen(qefWChar unit);
+// Moves `p` past bytes of the form 110xxxxx. Note: it skips two-byte lead bytes, not
+// continuation bytes.
+VORX_API void UTF8Sync(unsigned char const *& p);
+// Moves `p` past low surrogates.
+VORX_API void UTF16Sync(std::uint16_t const *& p);
+
+// Counters: `max` bounds the source units read (all ones: to the terminator); counting stops
+// without error at the first malformed character, and a character reaching beyond `max` is not
+// counted. A null text counts 0.
+// Wide units needed for UTF-8 text (code points from 0x10000 count 2, even above U+10FFFF).
+VORX_API std::uint64_t UTF8wstrlen(unsigned char const * p, std::uint64_t max);
+VORX_API std::uint64_t UTF8u16strlen(unsigned char const * p, std::uint64_t max);
+// Code points in UTF-8 text.
+VORX_API std::uint64_t UTF8w32strlen(unsigned char const * p, std::uint64_t max);
+// Units up to the terminator, at most `max`.
+VORX_API std::uint64_t UTF16wstrlen(std::uint16_t const * p, std::uint64_t max);
+// Characters in wide text (a pair counts 1).
+VORX_API std::uint64_t UTF16w32strlen(qefWChar const * p, std::uint64_t max);
+VORX_API std::uint64_t qefWw32strlen(qefWChar const * p, std::uint64_t max);
+// UTF-8 bytes needed for wide text: 1, 2 or 3 per character; a pair counts 1.
+VORX_API std::uint64_t UTF16u8strlen(qefWChar const * p, std::uint64_t max);
+VORX_API std::uint64_t qefWu8strlen(qefWChar const * p, std::uint64_t max);
+// Units needed for code points: stops at the first value above 0x110000. Note: 0x110000 itself
+// counts 2.
+VORX_API std::uint64_t UTF32wstrlen(std::uint32_t const * p, std::uint64_t max);
+VORX_API std::uint64_t UTF32u16strlen(std::uint32_t const * p, std::uint64_t max);
+// UTF-8 bytes needed for code points: stops at the first value from 0x110000 up.
+VORX_API std::uint64_t UTF32u8strlen(std::uint32_t const * p, std::uint64_t max);
+
+// ---------------------------------------------------------------------------------------------
+// Character classes
+// ---------------------------------------------------------------------------------------------
+
+// "/" or "\".
+VORX_API bool _isSlash(qefWChar c);
+// The space only.
+VORX_API bool _isblank(qefWChar c);
+// Tab, line feed, carriage return and space only (not vertical tab or form feed).
+VORX_API bool _iswhitespace(qefWChar c);
+// Line feed or carriage return.
+VORX_API bool _isCRLF(qefWChar c);
+// Whether the text starts with the prefix "\\?\"; false for null.
+VORX_API bool _isUNCW(qefWChar const * path);
+
+// ---------------------------------------------------------------------------------------------
+// Wide-character utilities: unit by unit, no surrogate handling. Case mapping uses one fixed
+// C.UTF-8 locale, so results cover the Basic Multilingual Plane and never depend on the locale
+// the host sets. Safe on any thread.
+// ---------------------------------------------------------------------------------------------
+
+VORX_API qefWChar wctolower(qefWChar const & c);
+VORX_API qefWChar wctoupper(qefWChar const & c);
+// Changes the case in place; null is ignored.
+VORX_API void wcslower(qefWChar * s);
+VORX_API void wcsupper(qefWChar * s);
+// 0 for equal units, else the difference of the lower-cased units.
+VORX_API int wccmpi(qefWChar a, qefWChar b);
+// Compares without regard to case: the difference of the first lower-cased units that differ,
+// else 0. The same pointer gives 0, a null `a` 1, a null `b` -1.
+VORX_API int wcscmpi(qefWChar const * a, qefWChar const * b);
+// As `wcscmpi` over at most `n` characters. Note: `n` is taken as a signed 32-bit count: when
+// its low 32 bits read as 0 or negative (all ones, 2^31 to 2^32-1, ...) nothing is compared and
+// the result is 0.
+VORX_API int wcsncmpi(qefWChar const * a, qefWChar const * b, std::uint64_t n);
+// Whether `sub` occurs in `s`. The same pointer is true; otherwise an empty or null `s` or
+// `sub` is false (an empty needle is not found, deliberately).
+VORX_API bool wcscnt(qefWChar const * s, qefWChar const * sub);
+// As `wcscnt`, with `sub` wholly within the first `n` units of `s`.
+VORX_API bool wcsncnt(qefWChar const * s, qefWChar const * sub, std::uint64_t n);
+// Case-insensitive forms of `wcscnt` and `wcsncnt`.
+VORX_API bool wcscnti(qefWChar const * s, qefWChar const * sub);
+VORX_API bool wcsncnti(qefWChar const * s, qefWChar const * sub, std::uint64_t n);
+// Units of `s` equal to `c` (0 for null or for `c` 0).
+VORX_API std::uint64_t wcscount(qefWChar const * s, qefWChar c);
+
 } // namespace VORX::String
+
+namespace VORX::String::OS {
+
+// The ANSI code page: that of the current LC_CTYPE locale, or Windows-1252 where that is plain
+// ASCII (the "C" locale). `srcLen` all ones means "up to the terminator", and then the result
+// counts the terminator. With a null `dst` or `dstLen` 0, returns the units needed. 0 on failure
+// (null or empty source, `dstLen` too small, no converter). Undecodable bytes become U+FFFD (in
+// a single-byte code page, the unit of the same value).
+VORX_API std::uint64_t ANSI_To_qefWChar(char const * src, std::uint64_t srcLen, qefWChar * dst,
+                                        std::uint64_t dstLen);
+// Wide text to the ANSI code page with the same conventions; a character the code page cannot
+// hold, or a lone surrogate, becomes "?".
+VORX_API std::uint64_t qefWChar_To_ANSI(qefWChar const * src, std::uint64_t srcLen, char * dst,
+                                        std::uint64_t dstLen);
+
+} // namespace VORX::String::OS

@@ -18,6 +18,7 @@
 #include <cstdint>
 
 #include <vorx/base.h>
+#include <vorx/string.h>
 
 namespace VORX::TimeCode {
 
@@ -467,6 +468,10 @@ public:
   operator std::int32_t() const;
   // The twelve characters, terminated.
   qefWChar const * c_str() const { return m_text; }
+  // The text in the library's wide and UTF-8 string buffers (one heap block each); an empty
+  // buffer when it cannot be allocated.
+  operator VORX::String::CQEFWChar() const;
+  operator VORX::String::CUTF8Char() const;
 
 private:
   void _write(TCINFO const & info);

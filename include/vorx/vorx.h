@@ -6,7 +6,10 @@
 #include <vorx/core.h>
 #include <vorx/develop.h>
 #include <vorx/hr.h>
+#include <vorx/internetional.h>
+#include <vorx/lookup.h>
 #include <vorx/math.h>
 #include <vorx/qef.h>
 #include <vorx/string.h>
+#include <vorx/threading.h>
 #include <vorx/timecode.h>

@@ -397,6 +397,13 @@ TCINFO::TCINFO(SZTC const & text) {
   nSystem = word;
 }
 
+SZTC::operator VORX::String::CQEFWChar() const {
+  return VORX::String::CQEFWChar(m_text);
+}
+SZTC::operator VORX::String::CUTF8Char() const {
+  return VORX::String::CUTF8Char(m_text);
+}
+
 SZTC::operator std::int64_t() const {
   return static_cast<std::int64_t>(TCINFO(*this));
 }

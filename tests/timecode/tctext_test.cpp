@@ -5,6 +5,7 @@
 #include <vorx/timecode.h>
 
 #include "support/diagnostics_capture.h"
+#include "support/memory_hooks.h"
 
 using namespace VORX::TimeCode;
 
@@ -182,6 +183,19 @@ TEST(ShortTimecodeText, ConversionsReadThroughTheLabel) {
   EXPECT_EQ(typed.GetPosition(), 72000);
   EXPECT_EQ(timecode(u"garbage").GetSystem(), 0x10000u);
   EXPECT_EQ(timecode(u"").GetSystem(), 0x20000u);
+}
+
+TEST(ShortTimecodeText, HandsItsTextToTheLibraryStringBuffers) {
+  SZTC const text(INT64_C(72000), TC_NTSC_DF);
+  VORX::String::CQEFWChar const wide = text;
+  ASSERT_TRUE(wide);
+  EXPECT_EQ(std::u16string(*wide), u" 00.01:00.02");
+  VORX::String::CUTF8Char const utf8 = text;
+  ASSERT_TRUE(utf8);
+  EXPECT_EQ(std::string(reinterpret_cast<char const *>(*utf8)), " 00.01:00.02");
+  vorx::test::AllocationFailure const refuse;
+  VORX::String::CQEFWChar const none = text;
+  EXPECT_FALSE(none) << "no heap: an empty buffer, no crash";
 }
 
 // ---- long form

@@ -1,0 +1,107 @@
+// Percent-encoding, decoding and checking of byte strings.
+#include <vorx/internetional.h>
+
+#include <string>
+
+#include <gtest/gtest.h>
+
+using namespace VORX::Internetional;
+
+namespace {
+
+auto const * U8(char const * text) {
+  return reinterpret_cast<unsigned char const *>(text);
+}
+
+std::string Encode(char const * text, char const * allowed) {
+  std::size_t const size = URL_encoderequired(U8(text), U8(allowed));
+  std::string out(size + 1, '#');
+  EXPECT_TRUE(
+      URL_encodebuffer(reinterpret_cast<unsigned char *>(out.data()), U8(text), U8(allowed)));
+  EXPECT_EQ(out[size], '\0') << "the terminator follows the size announced";
+  return out.c_str();
+}
+
+std::string Decode(std::string const & text) {
+  std::string out(text.size() + 1, '#');
+  EXPECT_TRUE(URL_decodebuffer(reinterpret_cast<unsigned char *>(out.data()), U8(text.c_str())));
+  return out.c_str();
+}
+
+TEST(UrlEncode, EscapesAllButUnreservedAndAllowedBytes) {
+  struct Row {
+    char const * text;
+    char const * allowed;
+    char const * encoded;
+  } const rows[] = {
+      {"a b/c", nullptr, "a%20b%2Fc"},
+      {"a b/c", "/", "a%20b/c"},
+      {"a:b/c", "", "a%3Ab%2Fc"}, // an empty list allows nothing
+      {"a:b/c", ":/", "a:b/c"},
+      {"-._~AZaz09", nullptr, "-._~AZaz09"}, // the unreserved set
+      {"100%", nullptr, "100%25"},
+      {"\xC3\xA9", nullptr, "%C3%A9"}, // U+00E9 as UTF-8: one escape per byte
+      {"\x01\x7F\x80\xFF", nullptr, "%01%7F%80%FF"},
+      {"", nullptr, ""},
+  };
+  for (Row const & row : rows) {
+    EXPECT_EQ(Encode(row.text, row.allowed), row.encoded) << row.text;
+  }
+  EXPECT_EQ(URL_encoderequired(U8("a b"), nullptr), 5u);
+  EXPECT_EQ(URL_encoderequired(nullptr, nullptr), 0u);
+  unsigned char buffer[16] = "a b";
+  EXPECT_FALSE(URL_encodebuffer(buffer, buffer, nullptr)); // never in place
+  EXPECT_STREQ(reinterpret_cast<char *>(buffer), "a b");
+  EXPECT_FALSE(URL_encodebuffer(nullptr, U8("a"), nullptr));
+  EXPECT_FALSE(URL_encodebuffer(buffer, nullptr, nullptr));
+}
+
+TEST(UrlDecode, DecodesWellFormedEscapesAndKeepsTheRest) {
+  std::pair<char const *, char const *> const rows[] = {
+      {"%41%4a%zz%", "AJ%zz%"}, // either case; bad escapes kept
+      {"%4", "%4"},
+      {"%G1", "%G1"},
+      {"%%41", "%A"},       // a kept % then an escape
+      {"%2541", "%41"},     // one pass only
+      {"a+b%20c", "a+b c"}, // plus is not a space
+      {"%C3%A9", "\xC3\xA9"},
+      {"ab%00cd", "ab"}, // a decoded zero ends the text
+  };
+  for (auto const & [text, decoded] : rows) {
+    EXPECT_EQ(Decode(text), decoded) << text;
+  }
+  unsigned char buffer[] = "x%41y%2";
+  EXPECT_TRUE(URL_decodebuffer(buffer, buffer));
+  EXPECT_STREQ(reinterpret_cast<char *>(buffer), "xAy%2");
+  EXPECT_FALSE(URL_decodebuffer(nullptr, U8("a")));
+  EXPECT_FALSE(URL_decodebuffer(buffer, nullptr));
+}
+
+TEST(UrlCheck, AcceptsOnlyEncodedText) {
+  struct Row {
+    char const * text;
+    char const * allowed;
+    bool ok;
+  } const rows[] = {
+      {"100%25", nullptr, true}, {"100%", nullptr, false},  {"%4", nullptr, false},
+      {"%zz", nullptr, false},   {"%e9%E9", nullptr, true}, {"a b", nullptr, false},
+      {"a/b", nullptr, false},   {"a/b", "/", true},        {"\xC3\xA9", nullptr, false},
+      {"", nullptr, true},
+  };
+  for (Row const & row : rows) {
+    EXPECT_EQ(URL_checkescape(U8(row.text), U8(row.allowed)), row.ok) << row.text;
+  }
+}
+
+TEST(UrlRoundTrip, EveryByteSurvivesAndEncodedTextChecks) {
+  std::string all;
+  for (int b = 1; b < 256; ++b) {
+    all += static_cast<char>(b);
+  }
+  std::string const encoded = Encode(all.c_str(), nullptr);
+  EXPECT_EQ(encoded.size(), 66 + 3 * (255 - 66)); // 66 unreserved bytes
+  EXPECT_TRUE(URL_checkescape(U8(encoded.c_str()), nullptr));
+  EXPECT_EQ(Decode(encoded), all);
+}
+
+} // namespace

@@ -1,0 +1,204 @@
+// The owning string buffers: length rules per source, the pair quirks, copies, patching and
+// allocation failure.
+#include <vorx/string.h>
+
+#include <clocale>
+#include <cstring>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "support/memory_hooks.h"
+
+using namespace VORX::String;
+
+namespace {
+
+auto const * U8(char const * text) {
+  return reinterpret_cast<unsigned char const *>(text);
+}
+std::string Str(unsigned char const * p) {
+  return reinterpret_cast<char const *>(p);
+}
+
+// Runs in the "C" locale (ANSI is Windows-1252) and restores the host's afterwards.
+class StringClasses : public ::testing::Test {
+protected:
+  void SetUp() override {
+    m_saved = std::setlocale(LC_ALL, nullptr);
+    std::setlocale(LC_ALL, "C");
+  }
+  void TearDown() override { std::setlocale(LC_ALL, m_saved.c_str()); }
+  std::string m_saved;
+};
+
+TEST_F(StringClasses, RecordLengthsByTheirSource) {
+  std::uint32_t const abc32[] = {'a', 'b', 'c', 0};
+  std::uint16_t const abc16[] = {'a', 'b', 'c', 0};
+  std::pair<std::uint64_t, std::uint64_t> const rows[] = {
+      {CQEFWChar(u"abc").len(), 4},    // wide: the terminator is counted
+      {CQEFWChar(U8("abc")).len(), 3}, // UTF-8: units written
+      {CQEFWChar("abc").len(), 4},     // ANSI: characters plus one
+      {CQEFWChar(abc16).len(), 3},     // 16-bit units: units copied
+      {CQEFWChar(abc32).len(), 3},     // code points: units written
+      {CQEFWChar(u"").len(), 1},       // empty wide text still counts its terminator
+      {CUTF8Char(u"abc").len(), 3},    // bytes written
+      {CUTF8Char(U8("abc")).len(), 3}, // byte count of the copy
+      {CUTF8Char(abc16).len(), 3},      {CUTF8Char("abc").len(), 3},  {CUTF16Char(u"abc").len(), 3},
+      {CUTF16Char(U8("abc")).len(), 3}, {CUTF16Char(abc16).len(), 3}, {CUTF16Char("abc").len(), 3},
+      {CANSIChar(u"abc").len(), 3}, // bytes without the terminator
+      {CANSIChar("abc").len(), 3},
+  };
+  for (std::size_t k = 0; k < std::size(rows); ++k) {
+    EXPECT_EQ(rows[k].first, rows[k].second) << "row " << k;
+  }
+}
+
+TEST_F(StringClasses, NullSourcesLeaveThemEmpty) {
+  qefWChar const * wide = nullptr;
+  unsigned char const * utf8 = nullptr;
+  std::uint16_t const * utf16 = nullptr;
+  char const * ansi = nullptr;
+  std::uint32_t const * utf32 = nullptr;
+  CQEFWChar const w[] = {CQEFWChar(wide), CQEFWChar(utf8), CQEFWChar(utf16), CQEFWChar(ansi),
+                         CQEFWChar(utf32)};
+  CUTF8Char const u8[] = {CUTF8Char(wide), CUTF8Char(utf16), CUTF8Char(ansi)};
+  CUTF16Char const u16[] = {CUTF16Char(wide), CUTF16Char(utf8), CUTF16Char(utf16),
+                            CUTF16Char(ansi)};
+  CANSIChar const a[] = {CANSIChar(wide), CANSIChar(ansi)};
+  for (auto const & s : w) {
+    EXPECT_TRUE(!s && *s == nullptr && s.len() == 0);
+  }
+  for (auto const & s : u8) {
+    EXPECT_TRUE(!s && s.len() == 0);
+  }
+  for (auto const & s : u16) {
+    EXPECT_TRUE(!s && s.len() == 0);
+  }
+  for (auto const & s : a) {
+    EXPECT_TRUE(!s && s.len() == 0);
+  }
+  CUTF8Char const fromNull(utf8); // records the byte count of nothing, less one
+  EXPECT_FALSE(fromNull);
+  EXPECT_EQ(fromNull.len(), qefAllOnes);
+  CUTF8Char const emptyObject;
+  CUTF8Char const copy(emptyObject); // a copy of an empty object is empty
+  EXPECT_EQ(copy.len(), 0u);
+}
+
+TEST_F(StringClasses, KeepThePairQuirks) {
+  qefWChar const smile[] = {0xD83D, 0xDE00, u'b', 0}; // U+1F600 as a standard pair
+  CUTF8Char const collapsed(smile);
+  EXPECT_EQ(collapsed.len(), 2u);
+  EXPECT_EQ(Str(*collapsed), "\x01"
+                             "b");
+  CUTF16Char const unit(smile);
+  EXPECT_EQ(unit.len(), 2u);
+  EXPECT_EQ((*unit)[0], 1);
+
+  qefWChar const zeroPair[] = {0xD800, 0xDC00, u'z', 0};
+  CUTF8Char const zero(zeroPair);
+  EXPECT_EQ(zero.len(), 2u);
+  EXPECT_EQ(std::string(reinterpret_cast<char const *>(*zero), 3), std::string("\0z\0", 3));
+
+  qefWChar const lone[] = {0xDC00, u'a', 0}; // an empty text, but a buffer
+  CUTF8Char const empty(lone);
+  EXPECT_TRUE(empty);
+  EXPECT_EQ(empty.len(), 0u);
+  EXPECT_EQ(Str(*empty), "");
+
+  // U+1F600 GRINNING FACE from UTF-8 is stored without subtracting 0x10000.
+  CUTF16Char const units(U8("\xF0\x9F\x98\x80"));
+  EXPECT_EQ(units.len(), 2u);
+  EXPECT_EQ((*units)[0], 0xD87D);
+  EXPECT_EQ((*units)[1], 0xDE00);
+  std::uint32_t const utf32[] = {'a', 0x1F600, 0x110000, 'b', 0};
+  CQEFWChar const fromCodePoints(utf32); // stops quietly above U+10FFFF
+  EXPECT_EQ(std::u16string(*fromCodePoints), (std::u16string{u'a', 0xD87D, 0xDE00}));
+  EXPECT_EQ(fromCodePoints.len(), 3u);
+}
+
+TEST_F(StringClasses, ConvertBetweenEachOtherAndCopyDeeply) {
+  CQEFWChar const wide(u"\xE9t\xE9");
+  CUTF8Char const utf8(wide);
+  EXPECT_EQ(Str(*utf8), "\xC3\xA9t\xC3\xA9");
+  EXPECT_EQ(std::u16string(*CQEFWChar(utf8)), u"\xE9t\xE9");
+  CANSIChar const ansi(wide);
+  EXPECT_STREQ(*ansi, "\xE9t\xE9"); // Windows-1252
+  EXPECT_EQ(CQEFWChar(ansi).len(), 4u);
+  EXPECT_EQ(Str(*CUTF8Char(ansi)), "\xC3\xA9t\xC3\xA9");
+  CUTF16Char const units(utf8);
+  EXPECT_EQ(CUTF8Char(units).len(), 5u);
+  EXPECT_EQ(CQEFWChar(units).len(), 3u);
+
+  CQEFWChar const source(U8("abc")); // records 3 ...
+  CQEFWChar copy(source);
+  EXPECT_EQ(copy.len(), 4u); // ... a copy counts the terminator
+  CQEFWChar const other(copy);
+  EXPECT_NE(*other, *copy);
+  CQEFWChar & alias = copy;
+  copy = alias;
+  copy = *copy; // from its own buffer: built before the old one goes
+  EXPECT_EQ(std::u16string(*copy), u"abc");
+  CANSIChar ansiCopy;
+  ansiCopy = ansi;
+  EXPECT_NE(*ansiCopy, *ansi);
+  EXPECT_STREQ(*ansiCopy, *ansi);
+}
+
+TEST_F(StringClasses, PatchPercentSReplacesAndOverstatesTheLength) {
+  struct Row {
+    char const * text; // UTF-8, so the length starts at the character count
+    char16_t const * replacement;
+    std::u16string expected;
+    std::uint64_t length;
+  } const rows[] = {
+      {"a%sb", u"XY", u"aXYb", 6}, // grows by the replacement; "%s" is not subtracted
+      {"%s%s", u"-", u"--", 6},    {"%%s", u"X", u"%X", 4}, // the second % starts the match
+      {"50%", u"X", u"50%", 3},    {"a%sb", u"", u"ab", 4}, {"", u"X", u"", 0},
+  };
+  for (Row const & row : rows) {
+    CQEFWChar s(U8(row.text));
+    s.patch_percent_s_with(row.replacement);
+    EXPECT_EQ(std::u16string(*s), row.expected) << row.text;
+    EXPECT_EQ(s.len(), row.length) << row.text;
+  }
+  CQEFWChar wide(u"a%sb");
+  wide.patch_percent_s_with(u"XY");
+  EXPECT_EQ(wide.len(), 7u); // 5 with the terminator counted, plus 2
+  wide.patch_percent_s_with(nullptr);
+  EXPECT_EQ(std::u16string(*wide), u"aXYb");
+}
+
+TEST_F(StringClasses, FailedAllocationsLeaveNullBuffersWithoutLeaks) {
+  std::uint32_t const utf32[] = {'a', 0};
+  std::uint16_t const utf16[] = {'a', 0};
+  {
+    vorx::test::AllocationFailure const refuse;
+    CQEFWChar const wide(u"abc");
+    EXPECT_FALSE(wide);
+    EXPECT_EQ(wide.len(), 4u); // the length is recorded as computed
+    EXPECT_FALSE(CQEFWChar(U8("abc")) || CQEFWChar(utf16) || CQEFWChar("abc") || CQEFWChar(utf32));
+    EXPECT_FALSE(CUTF8Char(u"abc") || CUTF8Char("abc") || CUTF16Char(u"abc") ||
+                 CUTF16Char(U8("abc")) || CANSIChar(u"abc"));
+    CANSIChar const ansi("abc");
+    EXPECT_FALSE(ansi);
+    EXPECT_EQ(ansi.len(), 3u);
+  }
+  {
+    // The temporary wide text is made, the final buffer is not: the temporary is freed.
+    vorx::test::AllocationFailure const refuseSecond(1);
+    EXPECT_FALSE(CUTF8Char("abc"));
+  }
+  CQEFWChar s(u"a%sb");
+  {
+    vorx::test::AllocationFailure const refuse;
+    s.patch_percent_s_with(u"XY");
+    EXPECT_EQ(std::u16string(*s), u"a%sb");
+    EXPECT_EQ(s.len(), 5u);
+    s = u"other";
+    EXPECT_FALSE(s); // the old buffer is released, the new one could not be made
+  }
+}
+
+} // namespace

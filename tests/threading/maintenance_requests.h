@@ -1,0 +1,104 @@
+// Maintenance requests for the tests: each records its runs in a shared journal and can be made
+// to throw, to wait for a gate (outside any interruption point) or to sleep interruptibly.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <vorx/threading.h>
+
+namespace vorx::test {
+
+class Request final : public VORX::Threading::IMaintenanceRequest {
+public:
+  enum Behaviour { kRecord, kThrowFirst, kGate, kSleepLong };
+
+  Request(char const * name, std::int32_t priority, std::uint64_t due, Behaviour behaviour)
+      : m_name(name, name + std::char_traits<char>::length(name)), m_priority(priority), m_due(due),
+        m_behaviour(behaviour) {}
+
+  qefWChar const * GetName() override { return m_name.c_str(); }
+  std::uint64_t GetNextDueTime() override { return m_due; }
+  std::int32_t GetPriority() override { return m_priority; }
+  void Run() override {
+    std::unique_lock<std::mutex> lock(s_mutex);
+    ++started;
+    priorityInRun = VORX::Threading::CurrentThread::OS::GetThreadPriority();
+    s_changed.notify_all();
+    if (m_behaviour == kThrowFirst && started == 1) {
+      throw std::runtime_error("first run fails");
+    }
+    if (m_behaviour == kGate) {
+      s_changed.wait(lock, [&] { return open; });
+    }
+    if (m_behaviour == kSleepLong) {
+      lock.unlock();
+      try {
+        VORX::Threading::CurrentThread::sleep(120000);
+      } catch (...) {
+        interrupted = true;
+        throw;
+      }
+      lock.lock();
+    }
+    ++finished;
+    Journal().emplace_back(m_name.begin(), m_name.end());
+    s_changed.notify_all();
+  }
+
+  // Waits at most 10 s until `done()` holds; false on time-out.
+  template <class F> static bool WaitUntil(F done) {
+    std::unique_lock<std::mutex> lock(s_mutex);
+    return s_changed.wait_for(lock, std::chrono::seconds(10), done);
+  }
+  void Open() {
+    std::lock_guard<std::mutex> lock(s_mutex);
+    open = true;
+    s_changed.notify_all();
+  }
+  // The names of the runs that finished, in order (under the lock of `WaitUntil` or `Locked`).
+  static std::vector<std::string> & Journal() {
+    static std::vector<std::string> journal;
+    return journal;
+  }
+  static std::unique_lock<std::mutex> Locked() { return std::unique_lock<std::mutex>(s_mutex); }
+
+  int started = 0, finished = 0, priorityInRun = -99; // guarded by the lock
+  bool open = false;
+  std::atomic<bool> interrupted{false};
+
+private:
+  static inline std::mutex s_mutex;
+  static inline std::condition_variable s_changed;
+  std::u16string m_name;
+  std::int32_t m_priority;
+  std::uint64_t m_due;
+  Behaviour m_behaviour;
+};
+
+inline VORX::Threading::CPInterfaceObject<Request>
+MakeRequest(char const * name, std::int32_t priority, std::uint64_t due,
+            Request::Behaviour behaviour = Request::kRecord) {
+  VORX::Threading::CPInterfaceObject<Request> handle;
+  handle.Create(name, priority, due, behaviour);
+  return handle;
+}
+
+// Stops the service, releases its list and clears the journal after each test.
+class MaintenanceFixture : public ::testing::Test {
+protected:
+  void TearDown() override {
+    VORX::Threading::_StopMaintenance();
+    VORX::Threading::_ReleaseMaintenanceList();
+    auto lock = Request::Locked();
+    Request::Journal().clear();
+  }
+};
+
+} // namespace vorx::test

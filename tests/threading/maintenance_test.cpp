@@ -1,0 +1,111 @@
+#include <thread>
+
+#include <gtest/gtest.h>
+#include <vorx/core.h>
+#include <vorx/threading.h>
+
+#include "support/diagnostics_capture.h"
+#include "support/memory_hooks.h"
+#include "threading/maintenance_requests.h"
+
+using namespace VORX::Threading;
+using vorx::test::MakeRequest;
+using vorx::test::Request;
+using Maintenance = vorx::test::MaintenanceFixture;
+
+namespace {
+std::uint64_t InAnHour() {
+  return VORX::Core::OS::GetTimeNow() + 3600 * 1000;
+}
+} // namespace
+
+TEST_F(Maintenance, DueRequestsRunByPriorityPlusAgeSoTheLowOneRunsByTheFourthPass) {
+  vorx::test::LogCapture log;
+  auto high = MakeRequest("high", 0, 0);
+  auto low = MakeRequest("low", -2, 0);
+  auto later = MakeRequest("later", 100, InAnHour());
+  ASSERT_TRUE(_RegisterMaintenance(high) && _RegisterMaintenance(low));
+  ASSERT_TRUE(_RegisterMaintenance(later) && _RegisterMaintenance(later)) << "twice is once";
+  ASSERT_TRUE(_StartMaintenance());
+  EXPECT_TRUE(_StartMaintenance() && _IsMaintenanceRunning()) << "running already";
+  ASSERT_TRUE(Request::WaitUntil([] { return Request::Journal().size() >= 8; }));
+  _StopMaintenance();
+  EXPECT_FALSE(_IsMaintenanceRunning());
+  // Scores per pass (priority + age): high 0 each time; low -2, -1, 0 (a tie keeps the first
+  // record), then 1.
+  std::vector<std::string> const expected = {"high", "high", "high", "low",
+                                             "high", "high", "high", "low"};
+  auto const & journal = Request::Journal();
+  EXPECT_EQ(std::vector<std::string>(journal.begin(), journal.begin() + 8), expected);
+  EXPECT_EQ(high->priorityInRun, eThreadPriorityNormal);
+
+  EXPECT_EQ(later.lockcnt(), 2u) << "one record holds the client";
+  EXPECT_TRUE(_UnregisterMaintenance(later));
+  EXPECT_FALSE(_UnregisterMaintenance(later)) << "no second record";
+  VORX::Buffers::CPPlainMemory plain;
+  plain.Alloc(8);
+  EXPECT_FALSE(_RegisterMaintenance(plain)) << "no request interface";
+
+  ASSERT_EQ(log.Lines().size(), 1u) << "one start";
+  EXPECT_EQ(log.Lines()[0].level, qefDL_Info);
+  EXPECT_EQ(log.Lines()[0].category, u"VORX");
+  EXPECT_EQ(log.Lines()[0].file, "maintenance");
+  EXPECT_EQ(log.Lines()[0].message, u"Starting maintenance thread");
+}
+
+TEST_F(Maintenance, RegisteringWakesTheThreadAndAnExceptionDoesNotStopIt) {
+  vorx::test::LogCapture log;
+  ASSERT_TRUE(_StartMaintenance());
+  auto failing = MakeRequest("failing", 0, 0, Request::kThrowFirst);
+  ASSERT_TRUE(_RegisterMaintenance(failing));
+  EXPECT_TRUE(Request::WaitUntil([&] { return failing->finished >= 1; }))
+      << "runs again after its first run threw";
+  _StopMaintenance();
+  bool logged = false;
+  for (auto const & line : log.Lines()) {
+    logged |= line.message == u"Service for failing ended with an exception";
+  }
+  EXPECT_TRUE(logged);
+}
+
+TEST_F(Maintenance, UnregisteringARunningRequestWaitsForItsRunToEnd) {
+  auto busy = MakeRequest("busy", 0, 0, Request::kGate);
+  ASSERT_TRUE(_RegisterMaintenance(busy));
+  ASSERT_TRUE(_StartMaintenance());
+  ASSERT_TRUE(Request::WaitUntil([&] { return busy->started == 1; }));
+  // Wherever the unregistration lands (in the first run, or between later ones once the gate is
+  // open), it returns with no run in progress, and none follows.
+  bool unregistered = false;
+  int startedAtReturn = -1, finishedAtReturn = -2;
+  std::thread client([&] {
+    unregistered = _UnregisterMaintenance(busy);
+    auto lock = Request::Locked();
+    startedAtReturn = busy->started;
+    finishedAtReturn = busy->finished;
+  });
+  busy->Open();
+  client.join();
+  EXPECT_TRUE(unregistered);
+  EXPECT_EQ(startedAtReturn, finishedAtReturn);
+  _StopMaintenance();
+  EXPECT_EQ(busy->started, startedAtReturn) << "a withdrawn request is not chosen again";
+}
+
+TEST_F(Maintenance, StartsAgainAfterAStopWithRegistrationsKeptUntilTheListIsReleased) {
+  auto kept = MakeRequest("kept", 0, 0);
+  ASSERT_TRUE(_RegisterMaintenance(kept));
+  _StopMaintenance();                // not running: nothing
+  for (long successes : {0, 1, 2}) { // the work, its multiple event, the thread block
+    vorx::test::AllocationFailure failure(successes);
+    EXPECT_FALSE(_StartMaintenance()) << successes;
+    EXPECT_FALSE(_IsMaintenanceRunning());
+  }
+  for (int round = 1; round <= 2; ++round) {
+    int const before = (Request::Locked(), kept->finished);
+    ASSERT_TRUE(_StartMaintenance());
+    EXPECT_TRUE(Request::WaitUntil([&] { return kept->finished > before; })) << round;
+    _StopMaintenance();
+  }
+  _ReleaseMaintenanceList();
+  EXPECT_EQ(kept.lockcnt(), 1u) << "releasing the list ends every registration";
+}

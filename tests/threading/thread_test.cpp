@@ -1,0 +1,152 @@
+#include <atomic>
+#include <cstdio>
+#include <latch>
+#include <thread>
+
+#include <boost/thread/exceptions.hpp>
+#include <gtest/gtest.h>
+#include <vorx/threading.h>
+
+using namespace VORX::Threading;
+
+namespace {
+
+constexpr std::uint64_t kEnded = 0, kTimedOut = ~0ull, kEmpty = ~0ull - 1;
+
+// Work that counts its runs; waits for its gate first, or for ever in an interruption point.
+struct Work {
+  enum Mode { kGate, kSleep, kEvent, kEvents, kSelfWait };
+  Work(Mode m, CPEvent g) : mode(m), gate(std::move(g)) {}
+  void Run() {
+    threadId = CurrentThread::OS::GetCurrentThreadId();
+    started.count_down();
+    CPMultipleEvent events(true);
+    events.Attach(gate);
+    try {
+      if (mode == kGate || mode == kEvent) {
+        gate.Wait(qefInfinite);
+      } else if (mode == kSleep) {
+        CurrentThread::sleep(600000);
+      } else if (mode == kEvents) {
+        events.Wait(qefInfinite);
+      } else {
+        gate.Wait(qefInfinite);
+        CPThread(*self).Wait(qefInfinite);
+      }
+    } catch (boost::thread_interrupted const &) {
+      outcome = "interrupted";
+      throw;
+    } catch (boost::thread_resource_error const &) {
+      outcome = "resource error";
+    }
+    ++runs;
+  }
+  Mode mode;
+  CPEvent gate;
+  std::latch started{1};
+  std::atomic<int> runs{0};
+  std::atomic<std::uint32_t> threadId{0};
+  char const * outcome = "";
+  CPThread * self = nullptr;
+};
+
+CThreadWrapper<Work> MakeWork(Work::Mode mode, CPEvent const & gate) {
+  CThreadWrapper<Work> work;
+  work.Create(mode, gate);
+  return work;
+}
+
+} // namespace
+
+TEST(ThreadWork, IdentifierIsTheDocumentedOne) {
+  _qefUID const & id = IID_IThreadWork;
+  char text[40];
+  std::snprintf(text, sizeof text, "%08X-%04X-%04X-%02X%02X-%02X%02X%02X%02X%02X%02X", id.Data1,
+                id.Data2, id.Data3, id.Data4[0], id.Data4[1], id.Data4[2], id.Data4[3], id.Data4[4],
+                id.Data4[5], id.Data4[6], id.Data4[7]);
+  EXPECT_STREQ(text, "24508B8F-A78E-4243-9E68-71AA029C838A");
+}
+
+TEST(Thread, RunsTheWorkOnceOnItsOwnThreadAndEmptiesWhenWaitedFor) {
+  CPEvent gate(true);
+  CThreadWrapper<Work> work = MakeWork(Work::kGate, gate);
+  CPThread thread;
+  EXPECT_EQ(thread.Wait(0), kEmpty);
+  ASSERT_TRUE(thread.Execute(work, 0));
+  EXPECT_FALSE(thread.Execute(work, 0)) << "a handle holding a thread starts nothing";
+  EXPECT_EQ(work.lockcnt(), 2u) << "the thread holds the work";
+  EXPECT_EQ(thread.Wait(0), kTimedOut);
+  EXPECT_TRUE(thread) << "a time-out keeps the thread";
+  CPThread copy(thread);
+  gate.Set();
+  EXPECT_EQ(thread.Wait(qefInfinite), kEnded);
+  EXPECT_FALSE(thread);
+  EXPECT_EQ(copy.Wait(0), kEmpty) << "joined through the other handle";
+  EXPECT_FALSE(copy);
+  EXPECT_EQ(work->runs.load(), 1);
+  EXPECT_NE(work->threadId.load(), CurrentThread::OS::GetCurrentThreadId());
+  EXPECT_EQ(work.lockcnt(), 1u) << "the ended thread let the work go";
+
+  ASSERT_TRUE(thread.Execute(work, 256 * 1024)) << "an emptied handle starts again";
+  EXPECT_EQ(thread.Wait(10000), kEnded);
+  EXPECT_EQ(work->runs.load(), 2);
+
+  VORX::Buffers::CPPlainMemory plain;
+  plain.Alloc(16);
+  EXPECT_FALSE(thread.Execute(plain, 0)) << "no work interface";
+  EXPECT_FALSE(thread);
+  EXPECT_TRUE(thread.Terminate()) << "an empty handle";
+}
+
+TEST(Thread, TerminateInterruptsSleepsAndWaits) {
+  for (Work::Mode mode : {Work::kSleep, Work::kEvent, Work::kEvents}) {
+    CThreadWrapper<Work> work = MakeWork(mode, CPEvent(true));
+    CPThread thread;
+    ASSERT_TRUE(thread.Execute(work, 0));
+    work->started.wait();
+    EXPECT_TRUE(thread.Terminate()) << "mode " << mode;
+    EXPECT_FALSE(thread);
+    EXPECT_STREQ(work->outcome, "interrupted");
+    EXPECT_EQ(work.lockcnt(), 1u);
+  }
+}
+
+TEST(Thread, WaitingForItselfRaisesResourceError) {
+  CPEvent gate(true);
+  CThreadWrapper<Work> work = MakeWork(Work::kSelfWait, gate);
+  CPThread thread, shared;
+  work->self = &shared;
+  ASSERT_TRUE(thread.Execute(work, 0));
+  shared = thread;
+  gate.Set();
+  EXPECT_EQ(thread.Wait(qefInfinite), kEnded);
+  shared.free();
+  EXPECT_STREQ(work->outcome, "resource error");
+}
+
+TEST(CurrentThread, PrioritiesAreRememberedPerThreadInFiveSteps) {
+  static constexpr std::pair<int, eThreadPriority> rows[] = {
+      {-2, eThreadPriorityLowest},     {-1, eThreadPriorityBelowNormal}, {0, eThreadPriorityNormal},
+      {1, eThreadPriorityAboveNormal}, {2, eThreadPriorityHighest},      {7, eThreadPriorityNormal},
+      {-3, eThreadPriorityNormal}, // not priorities: normal
+  };
+  std::thread([] {
+    for (auto [set, got] : rows) {
+      CurrentThread::OS::SetThreadPriority(static_cast<eThreadPriority>(set));
+      EXPECT_EQ(CurrentThread::OS::GetThreadPriority(), got) << "set " << set;
+    }
+    CurrentThread::OS::SetThreadPriority(eThreadPriorityHighest);
+    std::thread([] {
+      EXPECT_EQ(CurrentThread::OS::GetThreadPriority(), eThreadPriorityNormal) << "new thread";
+      EXPECT_NE(CurrentThread::OS::GetCurrentThreadId(), 0u);
+    }).join();
+  }).join();
+}
+
+TEST(CurrentThread, SleepLastsAtLeastItsTime) {
+  for (std::uint32_t ms : {0u, 1u, 30u}) {
+    auto const start = std::chrono::steady_clock::now();
+    CurrentThread::sleep(ms);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(ms)) << ms;
+  }
+}
