@@ -221,10 +221,20 @@ TEST(Rational, MultiplicationOverflowLogsTheMultiplyMessageAlsoForDivision) {
   EXPECT_TRUE(Is(CRational(0x8000) * CRational(0x8000), 1, 0));
   EXPECT_TRUE(Is(CRational(0x8000) / CRational(1, 0x8000), 1, 0));
   EXPECT_TRUE(Is(CRational(1, 0x8000) * CRational(1, 0x8000), 1, 0));
-  // The divisors' signs put this denominator at about -2^60: out of range all the same.
-  EXPECT_TRUE(Is(CRational(-1, 0x3FFFFFFF) * CRational(1, 0x3FFFFFFE), 1, 0));
-  EXPECT_EQ(Messages(log),
-            (std::vector<std::u16string>{kMultiply, kMultiply, kMultiply, kMultiply}));
+  EXPECT_EQ(Messages(log), (std::vector<std::u16string>{kMultiply, kMultiply, kMultiply}));
+}
+
+TEST(Rational, TheDenominatorBoundIsTestedSigned) {
+  vorx::test::LogCapture log;
+  // g = gcd(-1, 0x3FFFFFFE) = -1, so the denominator is -(2^60 - 3 * 2^30 + 2), which passes
+  // and is kept modulo 2^32: -0x40000002.
+  EXPECT_TRUE(Is(CRational(-1, 0x3FFFFFFF) * CRational(1, 0x3FFFFFFE), 1, -0x40000002));
+  // 1/-3 times 1/0x3FFFFFFF: -3221225469 modulo 2^32 is the positive 0x40000003.
+  EXPECT_TRUE(Is(CRational(-1, 3) * CRational(1) * CRational(1, 0x3FFFFFFF), 1, 0x40000003));
+  // Addition: 1/-2 + 1/0x3FFFFFFF has the denominator -2 * 0x3FFFFFFF, below -2^30.
+  EXPECT_TRUE(
+      Is(CRational(-1, 2) * CRational(1) + CRational(1, 0x3FFFFFFF), 0x3FFFFFFD, -0x7FFFFFFE));
+  EXPECT_TRUE(log.Lines().empty());
 }
 
 TEST(Rational, IntegerOperandsAreNormalisedFirst) {
@@ -274,29 +284,33 @@ TEST(Rational, NotIsTrueOnlyForZeroOverZero) {
   EXPECT_FALSE(CRational(3, 0).isNormal());
 }
 
-TEST(Rational, OrderingBySignThenByValue) {
+TEST(Rational, OrderingBySignThenByTheQuotient) {
   struct Case {
     CRational a, b;
     bool less, greater, lessEqual, greaterEqual;
   };
   CRational const signInDenominator = CRational(-1, 2) * CRational(1); // 1/-2
+  vorx::test::LogCapture log;
   Case const kCases[] = {
-      {CRational(-1, 2), CRational(1, 3), true, false, true, false},
-      {CRational(1, 3), CRational(1, 2), true, false, true, false},
-      {CRational(1, 2), CRational(1, 3), false, true, false, true},
+      {CRational(-1, 2), CRational(1, 3), true, false, true, false}, // by sign alone
+      {CRational(1, 3), CRational(1, 2), true, false, true, false},  // quotient 2/3
+      {CRational(1, 2), CRational(1, 3), false, true, false, true},  // quotient 3/2
       {CRational(1, 2), CRational(1, 2), false, false, true, true},
       {CRational(), CRational(), false, false, true, true},
-      {CRational(-1, 2), CRational(-1, 3), true, false, true, false},
+      // Two negatives: (-1/2) / (-1/3) is 3/2, so -1/2 reads as the greater; (-1/3) / (-1/2)
+      // is -2/-3 (signed divisors), whose |-2| > -3 reads as greater too.
+      {CRational(-1, 2), CRational(-1, 3), false, true, false, true},
       {CRational(-1, 3), CRational(-1, 2), false, true, false, true},
-      {CRational(2), CRational(), false, true, false, true},
+      {CRational(2), CRational(), false, true, false, true}, // 2 / 0 is 1/0
       {CRational(), CRational(2), true, false, true, false},
-      {CRational(1, 0x3FFFFFFF), CRational(0x3FFFFFFF), true, false, true, false},
       {CRational(0x3FFFFFFF), CRational(0x3FFFFFFE), false, true, false, true},
+      // The quotient's denominator 0x3FFFFFFF^2 overflows: 1/0 with a log line, "greater".
+      {CRational(1, 0x3FFFFFFF), CRational(0x3FFFFFFF), false, true, false, true},
       {CRational(), CRational(1, 0), true, false, true, false},
       {CRational(1, 0), CRational(0x3FFFFFFF), false, true, false, true},
-      {CRational(1, 0), CRational(1, 0), false, false, true, true},
-      {signInDenominator, CRational(1, 3), true, false, true, false},
-      {signInDenominator, CRational(-1, 2), false, false, false, false},
+      {CRational(1, 0), CRational(1, 0), false, true, true, true},
+      {signInDenominator, CRational(1, 3), false, true, false, true},  // quotient 3/-2
+      {signInDenominator, CRational(-1, 2), false, true, false, true}, // by sign alone
   };
   for (std::size_t i = 0; i < sizeof(kCases) / sizeof(kCases[0]); ++i) {
     Case const & c = kCases[i];
@@ -305,6 +319,7 @@ TEST(Rational, OrderingBySignThenByValue) {
     EXPECT_EQ(c.a <= c.b, c.lessEqual) << "row " << i;
     EXPECT_EQ(c.a >= c.b, c.greaterEqual) << "row " << i;
   }
+  EXPECT_EQ(Messages(log), std::vector<std::u16string>(4, kMultiply)) << "the overflowing row";
 }
 
 TEST(Rational, ComparisonWithDoublesIsInFloatingPoint) {
