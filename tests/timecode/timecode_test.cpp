@@ -372,13 +372,31 @@ TEST(NonDropFrameTimecode, LabelsCountFramesPerSecond) {
   ExpectLabels(TC_FILM_PX, kFilmPx);
 }
 
-TEST(NonDropFrameTimecode, APositionBetweenFramesReadsAsTheFrameItLiesIn) {
-  EXPECT_EQ(LabelOf(TCINFO(INT64_C(47), TC_PAL)), (Label{0, 0, 0, 0}));
-  EXPECT_EQ(LabelOf(TCINFO(INT64_C(49), TC_PAL)), (Label{0, 0, 0, 1}));
-  EXPECT_EQ(LabelOf(TCINFO(INT64_C(1247), TC_PAL_PX)), (Label{0, 0, 0, 12}));
-  EXPECT_EQ(LabelOf(TCINFO(INT64_C(72001), TC_NTSC_DF)), (Label{0, 1, 0, 2}));
-  EXPECT_EQ(LabelOf(TCINFO(INT64_C(71999), TC_NTSC_DF)), (Label{0, 0, 59, 29}));
-  EXPECT_EQ(LabelOf(TCINFO(INT64_C(72019), TC_HDNTSC_DF)), (Label{0, 1, 0, 4}));
+TEST(TimecodeLabels, APositionBetweenFramesReadsByDividingTheRest) {
+  struct Case {
+    std::int64_t position;
+    std::uint32_t system;
+    Label label;
+  };
+  constexpr Case kCases[] = {
+      {47, TC_PAL, {0, 0, 0, 0}},
+      {49, TC_PAL, {0, 0, 0, 1}},
+      {1199, TC_PAL_PX, {0, 0, 0, 12}}, // 1199 / 96
+      {1247, TC_PAL_PX, {0, 0, 1, 0}},  // still in frame 12 (1152-1247), but second 1, 47 / 96
+      {1296, TC_PAL_PX, {0, 0, 1, 1}},  // frame 1 of second 1 starts only at 1344
+      {72001, TC_NTSC_DF, {0, 1, 0, 2}},
+      {71999, TC_NTSC_DF, {0, 0, 59, 29}},
+      // 71920 is 00:00:59:28; 71930 lies in that frame, but 71930 * 5 / 359640 is minute 1
+      // with rest 10: frame 0 of second 0, a dropped label, so the end of minute 0.
+      {71930, TC_NTSC_DF, {0, 0, 59, 29}},
+      {71930, TC_HDFILM_DF, {0, 0, 59, 23}}, // 71930 * 2 / 143850 is minute 1, rest 30
+      {1, TC_HDNTSC_DF, {0, 0, 0, 1}},       // any position past the start of a pair is odd
+      {72019, TC_HDNTSC_DF, {0, 1, 0, 5}},   // pair 72000 reads frame 2: 2 * 2 + 1
+  };
+  for (Case const & c : kCases) {
+    EXPECT_EQ(LabelOf(TCINFO(c.position, c.system)), c.label)
+        << c.position << " in " << kFacts[c.system].name;
+  }
 }
 
 TEST(DropFrameTimecode, NtscSkipsLabels0And1AtEachMinuteExceptTenths) {
@@ -593,7 +611,7 @@ TEST(TimecodeAlignment, ToAnotherSystemAndAtTheLimits) {
   EXPECT_FALSE(At(96, 0x10000).AssertAligned());
 }
 
-TEST(TimecodeAlignment, ClipAndWrapKeepTheTimeOfDay) {
+TEST(TimecodeAlignment, ClipAndWrapKeepTheTimeOfDayOfTheLabel) {
   struct Case {
     std::int64_t position;
     std::uint32_t system;
@@ -606,10 +624,12 @@ TEST(TimecodeAlignment, ClipAndWrapKeepTheTimeOfDay) {
       {-103680000, TC_PAL, 0, 0},
       {-40, TC_NTSC_DF, -40, 103576280},
       {103572000 + 50, TC_HDFILM_DF, 50, 50},
-      {-7, TC_PAL, -7, 103679993}, // the sub-frame offset stays
-      {INT64_MIN, TC_HD60, -43255808, 60424192},
+      {-7, TC_PAL, 0, 0}, // recomposed from the label, which drops the sub-frame offset
+      {71930, TC_NTSC_DF, 71960, 71960}, // reads 00:00:59:29
+      // 2^63 mod 103680000 is 43255808, which reads 10:00:46:30 (43255800).
+      {INT64_MIN, TC_HD60, -43255800, 60424200},
   };
-  static_assert(sizeof(kCases) / sizeof(kCases[0]) == 8);
+  static_assert(sizeof(kCases) / sizeof(kCases[0]) == 9);
   for (Case const & c : kCases) {
     EXPECT_EQ(At(c.position, c.system).Clipped().GetPosition(), c.clipped) << c.position;
     EXPECT_EQ(At(c.position, c.system).Wrapped().GetPosition(), c.wrapped) << c.position;
