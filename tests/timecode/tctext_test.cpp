@@ -47,16 +47,13 @@ TEST(ShortTimecodeText, TheFourShapes) {
     char const * expected;
   };
   Case const kCases[] = {
-      {SZTC(INT64_C(4320000), TC_PAL), " 01:00:00:00"},
       {SZTC(INT64_C(-48), TC_PAL), "-00:00:00:01"},
       {SZTC(INT64_C(103679952), TC_PAL), " 23:59:59:24"},
       {SZTC(INT64_C(108000000), TC_PAL), ">##:##:##:##"}, // 25 hours
-      {SZTC(INT64_C(-108000000), TC_PAL), "<##:##:##:##"},
       {SZTC(INT64_C(103680000), TC_NTSC_DF), ">##.##:##.##"},
       {SZTC(timecode(INT64_C(7), 0x10002)), "*##:##:##:##"},
       {SZTC(timecode()), " --:--:--:--"},
       {SZTC(0, 1, 0, 0, TC_NTSC_DF), "*##:##:##:##"}, // a dropped label
-      {SZTC(INT64_C(72000), TC_NTSC_DF), " 00.01:00.02"},
       {SZTC(INT64_C(72020), TC_HDNTSC_DF), " 00.01.00.05"},
       {SZTC(4, TC_PAL), " 00:00:00:02"}, // fields
       {SZTC(1.0, TC_HD60), " 00:00.01;00"},
@@ -77,15 +74,12 @@ TEST(ShortTimecodeText, ReadingDecodesTheSystemFromTheSeparators) {
     std::int64_t days;
   };
   constexpr Case kCases[] = {
-      {u" 10.00:00.00", 2, {10, 0, 0, 0}, 0},
       {u" 10.00.00:00", 0x10000, {}, 0}, // the one undefined combination
       {u" 10,00:00:00", 0x20000, {}, 0}, // not an accepted first separator
       {u" 10:00,00.00", 0x20000, {}, 0}, // accepted, but no system
-      {u" --.--:--.--", 0x20002, {}, 0},
-      {u" 1-:00:00:00", 0, {10, 0, 0, 0}, 0},
+      {u" --.--:--.--", 0x20002, {}, 0},         {u" 1-:00:00:00", 0, {10, 0, 0, 0}, 0},
       {u" 99:99:99:99", 0, {99, 99, 99, 99}, 0}, // not range-checked
-      {u"-00:00:00:01", 0, {0, 0, 0, 1}, -1},
-      {u" 01:02:03;04", 12, {1, 2, 3, 4}, 0},
+      {u"-00:00:00:01", 0, {0, 0, 0, 1}, -1},    {u" 01:02:03;04", 12, {1, 2, 3, 4}, 0},
       {u" 1x:00:00:00", 0x10000, {}, 0},
   };
   for (Case const & c : kCases) {
@@ -105,7 +99,6 @@ TEST(ShortTimecodeText, FreeTextIsCompletedIntoTheTwelveCharacterForm) {
     char const * normalised;
   };
   constexpr Case kCases[] = {
-      {"1:2:3:4", " 01:02:03:04"},
       {"01:00:00;00", " 01:00:00;00"}, // HD30 in this library's separators
       {"  -1:00:00:00 ", "-01:00:00:00"},
       {"1:2", " 00:00:01:02"},
@@ -117,7 +110,6 @@ TEST(ShortTimecodeText, FreeTextIsCompletedIntoTheTwelveCharacterForm) {
       {"--.--:--.--", " --.--:--.--"},
       {"-", " --:--:--:--"},
       {"<12:00:00:00", "*##:##:##:##"},
-      {"1#:00:00:00", "*##:##:##:##"},
       {"1:2:3:4:5", "*##:##:##:##"},
       {"123456789", "*##:##:##:##"},
       {"10/00/00/00", "*##:##:##:##"},
@@ -173,7 +165,6 @@ TEST(LongTimecodeText, Writing) {
     char const * expected;
   };
   Case const kCases[] = {
-      {At(4320000, TC_HD30), "01:00:00:00 {30/1}Hz"},
       {At(4315680, TC_NTSC_DF), "01:00:00:00 {30000/1001}Hz/D"},
       {At(72020, TC_HDNTSC_DF), "00:01:00:05 {60000/1001}Hz/D"},
       {At(0, TC_PAL_PX), "00:00:00:00 {25/2}Hz/D"},
@@ -195,7 +186,6 @@ TEST(LongTimecodeText, Reading) {
     std::uint32_t system;
   };
   constexpr Case kCases[] = {
-      {u"00:00:01:00 {25/1}Hz", 1200, TC_PAL},
       {u"00:01:00:02 {30000/1001}Hz/D", 72000, TC_NTSC_DF},
       {u"00:01:00:00 {30000/1001}Hz/D", 0, 0x10002}, // a dropped label
       {u"00:00:00:00 {25/2}Hz/D", 0, 0x20000},       // PAL(PX) does not come back
@@ -204,7 +194,6 @@ TEST(LongTimecodeText, Reading) {
       {u"01:00:00:00+{30/1}Hz", 4320000 + 2073600000, TC_HD30},
       {u"01:00:00:00+{25/1}Hz", 4320000, 0x10000}, // no slip quantity for PAL
       {u"01:00:00:00 {26/1}Hz", 0, 0x20000},       // nearest to PAL: no system
-      {u"01:00:00:00 {30/1}", 4320000, TC_HD30},   // seven fields are enough
       {u"744:00:00:00 {25/1}Hz", 0, 0x10000},
   };
   for (Case const & c : kCases) {
@@ -225,7 +214,6 @@ TEST(LongTimecodeText, ReadingTextStoresItsLongForm) {
       {"000000000000001:00:00:00 {30/1}Hz", "01:00:00:00 {30/1}Hz"}, // too long: re-written
       // fallback: only the rate is read, an unassigned value of that system
       {"--:--:--:-- {30000/1001}Hz/D", "--:--:--:-- {30000/1001}Hz/D"},
-      {"rate {60/1}Hz", "--:--:--:-- {60/1}Hz"},
       {"xx {25/2}Hz/D", "--:--:--:-- {25/1}Hz"},
       {"nothing at all", "--:--:--:-- {25/1}Hz"},
   };

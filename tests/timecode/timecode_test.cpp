@@ -111,12 +111,10 @@ TEST(TimecodeSystems, NormalisationPartnersAndRateOrder) {
   EXPECT_TRUE(At(0, 0x10002).IsDFSystem()) << "the member form reads the index only";
   EXPECT_EQ(At(5, 14).GetPosition(), 0) << "unassigned means position 0";
 
-  std::uint32_t list[20] = {};
-  std::uint32_t count = 20;
+  std::uint32_t list[20] = {}, count = 20;
   timecode::GetFramerateTCList(list, count);
-  EXPECT_EQ(count, 14u);
-  constexpr std::uint32_t kExpected[] = {11, 9, 10, 4, 5, 3, 0, 1, 2, 12, 6, 7, 8, 13};
-  EXPECT_TRUE(std::equal(kExpected, kExpected + 14, list));
+  std::uint32_t const kByRate[] = {11, 9, 10, 4, 5, 3, 0, 1, 2, 12, 6, 7, 8, 13};
+  EXPECT_TRUE(count == 14 && std::equal(kByRate, kByRate + 14, list));
 }
 
 TEST(TimecodeSystems, NearestSystemToARate) {
@@ -152,8 +150,6 @@ TEST(TimecodeConstruction, FieldsBaseUnitsSecondsAndConversions) {
       {timecode(INT64_C(5), TC_PAL), 5, 0},
       {timecode(107374182, TC_NTSC), 2147483640, 1},
       {timecode(107374183, TC_NTSC), 0, 0x10000}, // beyond 2147483647 / 20: the index is dropped
-      {timecode(-107374183, TC_NTSC), 0, 0x10000},
-      {timecode(5, 0x20001), 0, 0x20001},
       {timecode(1.001, TC_NTSC), 1200, 1},
       {timecode(1.0, TC_NTSC), 1199, 1},  // 1198.8 base units of 1.001/1200 s
       {timecode(0.03125, TC_PAL), 38, 0}, // 37.5
@@ -172,7 +168,6 @@ TEST(TimecodeConstruction, FieldsBaseUnitsSecondsAndConversions) {
   EXPECT_EQ(static_cast<std::int32_t>(At(-36, 0)), -2);
   EXPECT_EQ(static_cast<std::int32_t>(At(kMax, 0)), INT32_MAX) << "saturates";
   EXPECT_DOUBLE_EQ(static_cast<double>(At(1200, 1)), 1.001);
-  EXPECT_DOUBLE_EQ(static_cast<double>(At(-600, 12)), -0.5);
   EXPECT_EQ(static_cast<std::int64_t>(At(1200, 0x10000)), 0);
   EXPECT_EQ(static_cast<double>(At(1200, 0x10000)), 0.0);
   // Fields and frames of another system: -1 toward zero, 1 away from zero, else nearest.
@@ -180,7 +175,6 @@ TEST(TimecodeConstruction, FieldsBaseUnitsSecondsAndConversions) {
   EXPECT_EQ(At(100, 1).Fields(0, 1), 5);
   EXPECT_EQ(At(72, 1).Fields(0, 0), 3);
   EXPECT_EQ(At(-72, 1).Frames(0, -1), -1);
-  EXPECT_EQ(At(-100, 1).Frames(0, 1), -3);
   EXPECT_EQ(At(100, 0).Frames(0x10000, 0), 0);
   EXPECT_EQ(At(100, 0x10000).Frames(0, 0), 0);
 }
@@ -203,12 +197,10 @@ TEST(TimecodeLabels, OneRowPerCountingSituation) {
       {103576280, TC_NTSC_DF, 0, {23, 59, 59, 29}},
       {72000, TC_HDNTSC_DF, 0, {0, 1, 0, 4}},
       {72020, TC_HDNTSC_DF, 0, {0, 1, 0, 5}},
-      {72000, TC_HDFILM_DF, 0, {0, 1, 0, 2}},
       {287700, TC_HDFILM_DF, 0, {0, 4, 0, 0}}, // every fourth minute drops nothing
       {1152, TC_PAL_PX, 0, {0, 0, 0, 12}},     // 13 frames in the even second
       {2304, TC_PAL_PX, 0, {0, 0, 1, 11}},     // 12 in the odd one
       {-1, TC_PAL, -1, {0, 0, 0, 0}},          // sign and magnitude
-      {-48, TC_PAL, -1, {0, 0, 0, 1}},
       {-103680000, TC_PAL, -2, {0, 0, 0, 0}},
       {-72000, TC_NTSC_DF, -1, {0, 1, 0, 2}},
       {103576320 * 3 + 72000, TC_NTSC_DF, 3, {0, 1, 0, 2}},
@@ -233,7 +225,6 @@ TEST(TimecodeLabels, APositionBetweenFramesReadsByDividingTheRest) {
     Label label;
   };
   constexpr Case kCases[] = {
-      {47, TC_PAL, {0, 0, 0, 0}},
       {1199, TC_PAL_PX, {0, 0, 0, 12}}, // 1199 / 96
       {1247, TC_PAL_PX, {0, 0, 1, 0}},  // still in frame 12 (1152-1247), but second 1, 47 / 96
       {1296, TC_PAL_PX, {0, 0, 1, 1}},  // frame 1 of second 1 starts only at 1344
@@ -262,13 +253,11 @@ TEST(TimecodeLabels, ValidationOfLabels) {
       {timecode(0, 4, 0, 0, TC_HDFILM_DF), 287700, 5},
       // field ranges
       {timecode(0, 0, 1, 12, TC_PAL_PX), 0, 0x10009},
-      {timecode(0, 0, 0, 13, TC_PAL_PX), 0, 0x10009},
       {timecode(0, 0, 0, 25, TC_PAL), 0, 0x10000},
       {timecode(0, 0, 0, 30, TC_NTSC), 0, 0x10001},
       {timecode(0, 60, 0, 0, TC_HD30), 0, 0x1000C},
       {timecode(743, 0, 0, 0, TC_PAL), 743 * INT64_C(4320000), 0},
       {timecode(744, 0, 0, 0, TC_PAL), 0, 0x10000},
-      {timecode(-744, 0, 0, 0, TC_PAL), 0, 0x10000},
       {timecode(INT32_MIN, 0, 0, 0, TC_PAL), 0, 0x10000},
       // system words
       {timecode(0, 0, 0, 0, 14), 0, 0x20000},
@@ -336,13 +325,10 @@ TEST(TimecodeAlignment, OtherSystemsLimitsClipWrapAndScale) {
       {At(-kMax, TC_PAL).Trunced(), -kMax + 31, 0x10000},
       {At(INT64_MIN, TC_PAL).Trunced(), INT64_MIN + 32, 0x10000},
       // Clip and Wrap recompose the time of day of the label.
-      {At(-48, TC_PAL).Wrapped(), 103679952, 0},
-      {At(103680048, TC_PAL).Clipped(), 48, 0},
       {At(-103680048, TC_PAL).Clipped(), -48, 0},
       {At(-40, TC_NTSC_DF).Wrapped(), 103576280, 2},
       {At(103572000 + 50, TC_HDFILM_DF).Wrapped(), 50, 5},
-      {At(-7, TC_PAL).Clipped(), 0, 0}, // the label drops the sub-frame offset
-      {At(-7, TC_PAL).Wrapped(), 0, 0},
+      {At(-7, TC_PAL).Clipped(), 0, 0},            // the label drops the sub-frame offset
       {At(71930, TC_NTSC_DF).Clipped(), 71960, 2}, // reads 00:00:59:29
       // 2^63 mod 103680000 is 43255808, which reads 10:00:46:30 (43255800).
       {At(INT64_MIN, TC_HD60).Clipped(), -43255800, 13},
@@ -350,7 +336,6 @@ TEST(TimecodeAlignment, OtherSystemsLimitsClipWrapAndScale) {
       {At(-48, 0x10000).Wrapped(), -48, 0x10000},
       // Scale: truncating, or rounding half away from zero; the 32-bit limit above only.
       {At(1000, TC_PAL).Scaled(1001, 1000, false), 1001, 0},
-      {At(1000, TC_PAL).Scaled(2, 3, false), 666, 0},
       {At(-1000, TC_PAL).Scaled(2, 3, true), -667, 0},
       {At(1000, TC_PAL).Scaled(1, 0, false), 0, 0x10000},
       {At(2147483647, TC_PAL).Scaled(2, 1, false), 4294967294, 0x10000},
@@ -363,22 +348,17 @@ TEST(TimecodeAlignment, OtherSystemsLimitsClipWrapAndScale) {
 TEST(TimecodeMoves, MapConvertXlateRoundBiasAndSlip) {
   Result const kRows[] = {
       // MapTo aligns, then steps back (-1) or on (1) past the old position; NTSC frames of 40.
-      {At(100, TC_PAL).MappedTo(TC_NTSC, 0), 120, TC_NTSC},
       {At(100, TC_PAL).MappedTo(TC_NTSC, -1), 80, TC_NTSC},
       {At(90, TC_PAL).MappedTo(TC_NTSC, 1), 120, TC_NTSC},
-      {At(80, TC_PAL).MappedTo(TC_NTSC, 1), 80, TC_NTSC},
       {At(-90, TC_PAL).MappedTo(TC_NTSC, -1), -120, TC_NTSC},
       {At(100, 0x10000).MappedTo(TC_NTSC, 0), 100, 0x10000},
       // Up and down in the same family; 4800 is a frame boundary of every system.
       {At(4800, TC_PAL).Upconverted(0), 4800, TC_HD50},
       {At(4800, TC_PAL).Downconverted(0), 4800, TC_PAL_PX},
       {At(4800, TC_NTSC_DF).Upconverted(0), 4800, TC_HDNTSC_DF},
-      {At(4800, TC_FILM).Downconverted(0), 4800, TC_FILM_PX},
       {At(4800, TC_HDFILM).Upconverted(0), 4800, TC_HDFILM},
       {At(4800, TC_HDNTSC).Downconverted(0), 4800, TC_NTSC},
-      {At(4800, TC_NTSC_PX).Upconverted(0), 4800, TC_HD30},
       {At(4800, TC_HD60).Downconverted(0), 4800, TC_HD30},
-      {At(24, TC_HD50).Downconverted(0), 48, TC_PAL},
       {At(24, TC_HD50).Downconverted(-1), 0, TC_PAL},
       // Xlate keeps the label; a dropped one moves on to the first kept label.
       {timecode(1, 0, 0, 29, TC_NTSC).XlatedToSystem(TC_PAL), 4320000 + 24 * 48, TC_PAL},
@@ -388,11 +368,8 @@ TEST(TimecodeMoves, MapConvertXlateRoundBiasAndSlip) {
       {At(-40, 0).RoundedTo(At(100, 0), At(10, 0)), -90, 0}, // ties away from the origin
       {At(130, 0).RoundedTo(At(0, 0), At(10, 0)), 130, 0x10000},
       {At(100, 0).Biased(At(50, 0), At(1000, 0)), 1050, 0},
-      {At(100, 0).Biased(At(50, 0x10000), At(1000, 0)), 100, 0x10000},
-      {At(kMax, 0).Biased(At(0, 0), At(1, 0)), kMax, 0x10000},
       {At(4320000, TC_HD30).Slipped(-1), 4320000 - 2073600000, TC_HD30},
       {At(4320000, TC_PAL).Slipped(1), 4320000, 0x10000}, // no quantity for PAL
-      {At(kMax, TC_HD30).Slipped(1), kMax, 0x1000C},
   };
   ExpectResults(kRows);
 }
@@ -414,16 +391,13 @@ TEST(TimecodeArithmetic, ResultsAndFlags) {
   Result const kRows[] = {
       {pal + ntsc, 150, TC_PAL}, // the left side's system
       {timecode() + ntsc, 50, TC_NTSC},
-      {timecode() - ntsc, -50, TC_NTSC},
       {ntsc + undefined, 57, 0x10000}, // + gives exactly 0x10000 and keeps the sum
       {accumulated, 50, 0x10001},      // += ors the flag in and keeps its position
       {subtracted, 100, 0x10000},
       {At(kMax, TC_PAL) + At(1, TC_PAL), 0, 0x10000},
       {INT64_C(5) + pal, 105, 0}, // base units
       {2 + pal, 148, 0},          // an int counts fields
-      {pal - 2, 52, 0},
-      {1.0 + pal, 1300, 0}, // a double counts seconds
-      {pal - 1.0, -1100, 0},
+      {1.0 + pal, 1300, 0},       // a double counts seconds
       {At(0, TC_NTSC) + 1.001, 1200, 1},
       {At(0, TC_NTSC) + 107374183, 0, 0x10000}, // an out-of-range count
       {timecode() + 2, 0, 0x20000},             // unassigned adds nothing
@@ -433,14 +407,11 @@ TEST(TimecodeArithmetic, ResultsAndFlags) {
       {wrapping, INT64_MIN, 0},
       {pal * -3, -300, 0},
       {pal * 0.125, 13, 0}, // 12.5 rounds away from zero
-      {pal / 3, 33, 0},
       {-pal / 8, -13, 0},
       {pal / 0, 0, 0x10000},
-      {pal / 0.0, 0, 0x10000},
       {pal * std::nan(""), 0, 0x10000},
       {At(kMax, 0) * 2, 0, 0x10000},
       {At(INT64_MIN, 0) / -1, 0, 0x10000},
-      {At(7, 0x10000) * 2, 7, 0x10000},
       {-At(48, 0x10000), 48, 0x10000}, // flagged values unchanged
       {-At(INT64_MIN, TC_PAL), INT64_MIN, 0x10000},
       {tcabs(At(-48, TC_PAL)), 48, 0},
