@@ -56,7 +56,8 @@ public:
   // Exact arithmetic. Results outside the definition space are 1/0 with a log line; a zero
   // denominator on both sides gives 1/0 silently; an undefined operand gives a denominator 0.
   // Note: `*` and `/` do not normalise: (-1/2) * (1/1) is 1/-2, which == tells apart from -1/2.
-  // A denominator that ends up negative is held to the same bound as a positive one.
+  // Note: the denominator bound is tested signed, so a negative denominator of any size passes
+  // (kept modulo 2^32): (1/-3) * (1/0x20000000) is 1/-0x60000000, and 1/-0x60000000 + 0/1 stays.
   CRational operator+(CRational const & other) const;
   CRational operator-(CRational const & other) const;
   CRational operator*(CRational const & other) const;
@@ -91,10 +92,11 @@ public:
     return m_num == other.m_num && m_den == other.m_den;
   }
   bool operator!=(CRational const & other) const { return !(*this == other); }
-  // Ordering: the signs decide first; two zero numerators are equal; else the exact values are
-  // compared by 64-bit cross products (never overflowing, never logging; a sign that `*` left in
-  // a denominator counts as the value's sign). Undefined values (denominator 0) order above every
-  // defined value and are not ordered among themselves.
+  // Ordering: the numerators' signs decide first (a sign that `*` left in a denominator is not
+  // seen); two zero numerators are equal; otherwise the quotient this / other (the division
+  // above) is compared: |numerator| below its denominator is "before", above it "after".
+  // Note: with two negative operands the order comes out reversed (-1/2 > -1/3), and a quotient
+  // that leaves the definition space logs the `*` message and, as 1/0, reads "after".
   // Note: `<=` and `>=` mean "strictly before/after, or equal fields", so 1/-2 <= -1/2 is false.
   bool operator<(CRational const & other) const;
   bool operator>(CRational const & other) const;

@@ -61,9 +61,13 @@ struct VORX_API TCINFO {
 
   // Unassigned.
   TCINFO() = default;
-  // The label of a position in base units. A position between frame boundaries reads as the
-  // frame it lies in, in every system (in "HDNTSC(DF)" the second frame of a pair starts 20
-  // base units into the pair; in "PAL(PX)" the 13th frame of an even second ends at 1248).
+  // The label of a position in base units. Note: a position between frame boundaries reads by
+  // dividing what is left of the second, which is the frame it lies in except in three systems:
+  // "HDNTSC(DF)" reads every position past the start of a pair as its second frame (position 1
+  // reads frame 1); "PAL(PX)" counts the frames of an odd second from the whole second (1200 reads
+  // 00:00:01:00, 1296 reads 00:00:01:01); "NTSC(DF)" and "HDFILM(DF)" find the minute before
+  // aligning, so the last frame of a minute can read one label on (71930 in "NTSC(DF)" reads
+  // 00:00:59:29, not :28).
   TCINFO(std::int64_t position, std::uint32_t system);
   // The label of a count of fields; out of range (see `timecode`) gives the word 0x10000.
   TCINFO(std::int32_t fields, std::uint32_t system);
@@ -188,7 +192,8 @@ public:
   // any flag and for a given word with bits beyond the index.
   bool AssertAligned() const;
   bool AssertAlignedToSystem(std::uint32_t system) const;
-  // Keeps the time of day (days 0, or -1 for negative positions); a sub-frame offset is kept.
+  // Keeps the time of day: the label with days 0 (or -1 for negative positions), recomposed.
+  // Note: so a position between frame boundaries becomes the position of its label.
   timecode & Clip();
   // `Clip`, then one day added to a negative result: a position in [0, one day). Flagged values
   // are unchanged.

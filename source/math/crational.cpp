@@ -118,7 +118,9 @@ CRational & CRational::operator+=(CRational const & other) {
   }
   std::int64_t const num = t / h;
   std::int64_t const den = b1 * (d / h);
-  if (num > kMaxComponent || num < -kMaxComponent || den >= kLimit || den <= -kLimit) {
+  // The denominator test is signed: a negative denominator (from a sign that `*` left there)
+  // passes whatever its size and is kept modulo 2^32.
+  if (num > kMaxComponent || num < -kMaxComponent || den >= kLimit) {
     _logOverflow(__LINE__, u"CRational::operator +(): Result exceeded definition space");
     _setUndefined();
     return *this;
@@ -141,7 +143,8 @@ CRational & CRational::operator*=(CRational const & other) {
   }
   std::int64_t const num = (m_num / g) * (other.m_num / h);
   std::int64_t const den = (m_den / h) * (other.m_den / g);
-  if (num > kMaxComponent || num < -kMaxComponent || den > kMaxComponent || den < -kMaxComponent) {
+  // The denominator test is signed, as in addition.
+  if (num > kMaxComponent || num < -kMaxComponent || den > kMaxComponent) {
     _logOverflow(__LINE__, u"CRational::operator *(): Result exceeded definition space");
     _setUndefined();
     return *this;
@@ -198,39 +201,26 @@ CRational CRational::operator+() const {
   return m_num < 0 ? -*this : *this;
 }
 
-// -1 before, 1 after, 0 for two zero numerators or equal values, 2 when not ordered.
+// -1 before, 1 after, 0 for two zero numerators or neither. The numerators' signs decide first;
+// otherwise the quotient this / other, formed by the division above, is before when its
+// numerator's magnitude is below its (signed) denominator and after when above.
 int CRational::_order(CRational const & other) const {
-  bool const thisUndefined = m_den == 0;
-  bool const otherUndefined = other.m_den == 0;
-  if (thisUndefined || otherUndefined) {
-    return thisUndefined && otherUndefined ? 2 : (thisUndefined ? 1 : -1);
-  }
-  // The sign of the value: a sign that multiplication left in the denominator counts too.
-  std::int64_t a = m_num;
-  std::int64_t b = m_den;
-  std::int64_t c = other.m_num;
-  std::int64_t d = other.m_den;
-  if (b < 0) {
-    a = -a;
-    b = -b;
-  }
-  if (d < 0) {
-    c = -c;
-    d = -d;
-  }
-  if (a >= 0 && c < 0) {
+  if (m_num >= 0 && other.m_num < 0) {
     return 1;
   }
-  if (a < 0 && c >= 0) {
+  if (m_num < 0 && other.m_num >= 0) {
     return -1;
   }
-  if (a == 0 && c == 0) {
+  if (m_num == 0 && other.m_num == 0) {
     return 0;
   }
-  // Exact cross products: every factor fits 32 bits, so each product fits 64.
-  std::int64_t const left = a * d;
-  std::int64_t const right = c * b;
-  return left < right ? -1 : (left > right ? 1 : 0);
+  CRational const quotient = *this / other;
+  std::int64_t const magnitude =
+      quotient.m_num < 0 ? -std::int64_t{quotient.m_num} : quotient.m_num;
+  if (magnitude < quotient.m_den) {
+    return -1;
+  }
+  return magnitude > quotient.m_den ? 1 : 0;
 }
 
 bool CRational::operator<(CRational const & other) const {

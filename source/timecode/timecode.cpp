@@ -18,8 +18,8 @@ namespace detail {
 
 namespace {
 
-// Drop-frame label of an aligned time of day `r2` within an hour: minutes by the closed form,
-// then the frames that fall on dropped labels belong to the end of the previous minute.
+// Drop-frame label of a time of day `r2` within an hour: minutes by the closed form on `r2` as it
+// stands, then a label that falls on a dropped one belongs to the end of the previous minute.
 void _dropFrameLabel(std::uint64_t r2, std::uint64_t frameBU, tagTCSYSTEM const & row,
                      std::uint32_t dropped, TCINFO & info) {
   std::uint64_t const period = row.dfPeriod;
@@ -54,22 +54,16 @@ void _decompose(std::int64_t position, std::uint32_t system, TCINFO & info) {
   std::uint64_t const frameBU = static_cast<std::uint64_t>(row.frameBU);
   if (index == TC_HDNTSC_DF) {
     // Counted on pairs of frames with the NTSC(DF) constants; the label is twice the pair label,
-    // plus one in the second half of the pair.
+    // plus one for any position past the start of the pair.
     std::uint64_t const pair = 2 * frameBU;
     _dropFrameLabel(r2 - r2 % pair, pair, row, 2, info);
-    info.nFrames = info.nFrames * 2 + (r2 % pair >= frameBU ? 1 : 0);
+    info.nFrames = info.nFrames * 2 + (r2 % pair != 0 ? 1 : 0);
   } else if (row.dfPeriod != 0) {
-    _dropFrameLabel(r2 - r2 % frameBU, frameBU, row, row.dfDrop, info);
-  } else if (index == TC_PAL_PX) {
-    // 25 frames in two seconds: 13 labels in the even second, 12 in the odd one.
-    std::uint64_t const cycle = 2 * kSecondBU;
-    std::uint64_t const inMinute = r2 % static_cast<std::uint64_t>(row.minuteBU);
-    std::uint64_t const frame = inMinute % cycle / frameBU;
-    std::uint64_t const even = inMinute / cycle * 2;
-    info.nMinutes = static_cast<std::uint32_t>(r2 / static_cast<std::uint64_t>(row.minuteBU));
-    info.nSeconds = static_cast<std::uint32_t>(frame < 13 ? even : even + 1);
-    info.nFrames = static_cast<std::uint32_t>(frame < 13 ? frame : frame - 13);
+    _dropFrameLabel(r2, frameBU, row, row.dfDrop, info);
   } else {
+    // Also "PAL(PX)": frames count from the whole second, so in an odd second (whose frames
+    // start 48 base units after their whole-second multiples) a position between frames reads
+    // the next label 48 base units early: 1200 reads 00:00:01:00, 1296 reads 00:00:01:01.
     std::uint64_t const minuteBU = static_cast<std::uint64_t>(row.minuteBU);
     info.nMinutes = static_cast<std::uint32_t>(r2 / minuteBU);
     info.nSeconds = static_cast<std::uint32_t>(r2 % minuteBU / kSecondBU);
@@ -234,9 +228,7 @@ bool _secondsToBU(double seconds, std::uint32_t system, std::int64_t & position)
   } else if (seconds > kLimit) {
     units = kLimit;
   } else {
-    tagTCSYSTEM const & row = _row(system);
-    units = row.scale == 1001 ? seconds * 1200000.0 / 1001.0 : seconds * 1200.0;
-    units = std::round(units);
+    units = std::round(seconds / timecode::BULen(system));
   }
   if (units >= kLimit) {
     position = kMaxPosition;
@@ -302,8 +294,7 @@ timecode::operator double() const {
   if (!IsValid()) {
     return 0.0;
   }
-  double const units = static_cast<double>(m_position);
-  return _row(m_system).scale == 1001 ? units * 1001.0 / 1200000.0 : units / 1200.0;
+  return static_cast<double>(m_position) * BULen();
 }
 
 std::int64_t timecode::Fields(std::uint32_t system, int mode) const {
@@ -551,9 +542,9 @@ bool timecode::AssertAlignedToSystem(std::uint32_t system) const {
 
 timecode & timecode::Clip() {
   if (IsValid()) {
-    std::uint64_t const day = static_cast<std::uint64_t>(_row(m_system).dayBU);
-    std::int64_t const inDay = static_cast<std::int64_t>(_magnitude(m_position) % day);
-    m_position = m_position < 0 ? -inDay : inDay;
+    TCINFO label(*this);
+    label.Clip();
+    m_position = static_cast<std::int64_t>(label);
   }
   return *this;
 }

@@ -4,7 +4,6 @@
 #pragma once
 
 #include <cstdint>
-#include <sstream>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -25,16 +24,21 @@ struct SweepResult {
 inline SweepResult SweepDay(std::uint32_t system, std::int64_t stride, std::int64_t sparse) {
   using namespace VORX::TimeCode;
   SweepResult result;
-  auto const fail = [&](std::int64_t frame, char const * what) {
-    if (result.failures++ == 0) {
-      std::ostringstream out;
-      out << kFacts[system].name << " frame " << frame << ": " << what;
-      result.first = out.str();
+  auto const check = [&](bool ok, std::int64_t frame, char const * what) {
+    if (!ok && result.failures++ == 0) {
+      result.first =
+          std::string(kFacts[system].name) + " frame " + std::to_string(frame) + ": " + what;
     }
+  };
+  // The label of `position` is `expected` on day `days`, and composes back to `position`.
+  auto const reads = [](std::int64_t position, std::uint32_t word, Label const & expected,
+                        std::int64_t days) {
+    TCINFO const info(position, word);
+    return Label{info.hh(), info.mm(), info.ss(), info.ff()} == expected && info.dd() == days &&
+           static_cast<std::int64_t>(info) == position;
   };
   SystemFacts const & facts = kFacts[system];
   std::int64_t const dayBU = facts.framesPerDay * facts.frameBU;
-  std::int64_t const later = 5 * dayBU;
   LabelWalker walker(system);
   for (std::int64_t frame = 0; frame < facts.framesPerDay; ++frame, walker.Next()) {
     if (frame % stride != 0) {
@@ -42,52 +46,25 @@ inline SweepResult SweepDay(std::uint32_t system, std::int64_t stride, std::int6
     }
     ++result.checked;
     std::int64_t const position = frame * facts.frameBU;
-    Label const & expected = walker.label();
-    TCINFO const info(position, system);
-    if (!(Label{info.hh(), info.mm(), info.ss(), info.ff()} == expected) || info.dd() != 0) {
-      fail(frame, "label differs from the oracle");
-    }
-    if (static_cast<std::int64_t>(info) != position) {
-      fail(frame, "label -> position");
-    }
-    SZTC const text(info);
-    TCINFO const read(text);
-    if (read.sys() != system || static_cast<std::int64_t>(read) != position) {
-      fail(frame, "short text -> position");
-    }
+    check(reads(position, system, walker.label(), 0), frame, "label or label -> position");
+    TCINFO const read{SZTC(TCINFO(position, system))};
+    check(read.sys() == system && static_cast<std::int64_t>(read) == position, frame,
+          "short text -> position");
     if (frame % (stride * sparse) != 0) {
       continue;
     }
     timecode const value(position, system);
     timecode const back = SZUTC(value);
-    if (system == TC_PAL_PX ? back.GetSystem() != TC_UNASSIGNED
-                            : back != value) { // "PAL(PX)" reads back unassigned, on purpose
-      fail(frame, "long text -> value");
-    }
-    if (frame != 0) {
-      TCINFO const negative(-position, system);
-      if (!(Label{negative.hh(), negative.mm(), negative.ss(), negative.ff()} == expected) ||
-          negative.dd() != -1 || static_cast<std::int64_t>(negative) != -position) {
-        fail(frame, "negative position");
-      }
-      if (static_cast<std::int64_t>(SZTC(-position, system)) != -position) {
-        fail(frame, "negative short text");
-      }
-    }
-    TCINFO const beyond(position + later, system);
-    if (!(Label{beyond.hh(), beyond.mm(), beyond.ss(), beyond.ff()} == expected) ||
-        beyond.dd() != 5 || static_cast<std::int64_t>(beyond) != position + later) {
-      fail(frame, "five days later");
-    }
+    // "PAL(PX)" reads back unassigned, on purpose.
+    check(system == TC_PAL_PX ? back.GetSystem() == TC_UNASSIGNED : back == value, frame,
+          "long text -> value");
+    check(frame == 0 || reads(-position, system, walker.label(), -1), frame, "negative position");
+    check(frame == 0 || static_cast<std::int64_t>(SZTC(-position, system)) == -position, frame,
+          "negative short text");
+    check(reads(position + 5 * dayBU, system, walker.label(), 5), frame, "five days later");
   }
-  if (!(walker.label() == Label{24, 0, 0, 0})) {
-    fail(facts.framesPerDay, "the oracle did not end the day at 24:00:00:00");
-  }
-  TCINFO const nextDay(dayBU, system);
-  if (nextDay.dd() != 1 || nextDay.hh() != 0 || nextDay.mm() != 0 || nextDay.ss() != 0 ||
-      nextDay.ff() != 0) {
-    fail(facts.framesPerDay, "the day's length");
-  }
+  check(walker.label() == Label{24, 0, 0, 0}, facts.framesPerDay, "the oracle's day end");
+  check(reads(dayBU, system, Label{0, 0, 0, 0}, 1), facts.framesPerDay, "the day's length");
   return result;
 }
 
