@@ -7,7 +7,7 @@
 
 namespace {
 
-#ifdef NDEBUG
+#if defined(NDEBUG) && !defined(__SANITIZE_THREAD__) && !defined(__SANITIZE_ADDRESS__)
 constexpr std::int64_t kStride = 1;
 constexpr std::int64_t kSparse = 1;
 #else
