@@ -3,6 +3,7 @@
 
 #include <cstring>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -90,38 +91,35 @@ std::basic_string<T> RandomText(std::uint32_t & seed, T const (&alphabet)[N], in
 
 // Each labelled text is read one character at a time and converted as a whole.
 TEST(Utf8Text, DecodesPermissivelyPerCharacterAndConvertsStrictly) {
-  struct Row {
-    char const * bytes;
-    bool ok; // first character
-    std::uint32_t cp;
-    std::ptrdiff_t advance;
-    std::uint64_t result; // whole text, terminator counted; 0: refused
-    std::u16string wide;
-  } const rows[] = {
-      {"A", true, 0x41, 1, 2, u"A"},                                  // ASCII
-      {"\xC3\xA9t", true, 0xE9, 2, 3, u"\xE9t"},                      // U+00E9, two bytes
-      {"\xE2\x82\xAC", true, 0x20AC, 3, 2, u"\x20AC"},                // U+20AC EURO SIGN
-      {"\xF0\x9F\x98\x80", true, 0x1F600, 4, 3, W({0xD87D, 0xDE00})}, // U+1F600, four bytes
-      {"\xC0\x80x", true, 0, 2, 3, W({0, u'x'})},                     // overlong U+0000
-      {"\xF0\x80\x80\x9F", true, 0x1F, 4, 2, u"\x1F"},                // four-byte overlong U+001F
-      {"\xED\xA0\x80", true, 0xD800, 3, 2, W({0xD800})},              // encoded high surrogate
-      {"\xF4\xBF\xBF\xBF", true, 0x13FFFF, 4, 0, u""},                // above U+10FFFF
-      {"\x80", false, 0, 0, 0, u""},                                  // continuation byte as lead
-      {"\xF5\x80\x80\x80", false, 0, 0, 0, u""},                      // F5 cannot lead
-      {"\xC3\x41", false, 0xC0, 1, 0, u""},   // partial value, left on the bad byte
-      {"\xE2\x82", false, 0x2080, 2, 0, u""}, // cut short by the terminator
-  };
-  for (Row const & row : rows) {
-    auto const * p = reinterpret_cast<unsigned char const *>(row.bytes);
+  // Bytes; the first character: decoded, value, advance; the whole text: result (terminator
+  // counted, 0: refused) and units.
+  std::tuple<char const *, bool, std::uint32_t, std::ptrdiff_t, std::uint64_t, std::u16string> const
+      rows[] = {
+          {"A", true, 0x41, 1, 2, u"A"},                                  // ASCII
+          {"\xC3\xA9t", true, 0xE9, 2, 3, u"\xE9t"},                      // U+00E9, two bytes
+          {"\xE2\x82\xAC", true, 0x20AC, 3, 2, u"\x20AC"},                // U+20AC EURO SIGN
+          {"\xF0\x9F\x98\x80", true, 0x1F600, 4, 3, W({0xD87D, 0xDE00})}, // U+1F600, four bytes
+          {"\xC0\x80x", true, 0, 2, 3, W({0, u'x'})},                     // overlong U+0000
+          {"\xF0\x80\x80\x9F", true, 0x1F, 4, 2, u"\x1F"},   // four-byte overlong U+001F
+          {"\xED\xA0\x80", true, 0xD800, 3, 2, W({0xD800})}, // encoded high surrogate
+          {"\xF4\xBF\xBF\xBF", true, 0x13FFFF, 4, 0, u""},   // above U+10FFFF
+          {"\x80", false, 0, 0, 0, u""},                     // continuation byte as lead
+          {"\xF5\x80\x80\x80", false, 0, 0, 0, u""},         // F5 cannot lead
+          {"\xC3\x41", false, 0xC0, 1, 0, u""},              // partial value, left on the bad byte
+          {"\xE2\x82", false, 0x2080, 2, 0, u""},            // cut short by the terminator
+      };
+  for (auto const & [bytes, ok, cp, advance, result, wide] : rows) {
+    auto const * p = reinterpret_cast<unsigned char const *>(bytes);
     unsigned char const * cursor = p;
-    std::uint32_t cp = 0xFFFFFFFF;
-    EXPECT_EQ(utf8_qefW32(&cp, cursor), row.ok) << &row - rows;
-    EXPECT_EQ(cp, row.cp) << &row - rows;
-    EXPECT_EQ(cursor - p, row.advance) << &row - rows;
+    std::uint32_t decoded = 0xFFFFFFFF;
+    SCOPED_TRACE(testing::PrintToString(bytes));
+    EXPECT_EQ(utf8_qefW32(&decoded, cursor), ok);
+    EXPECT_EQ(decoded, cp);
+    EXPECT_EQ(cursor - p, advance);
     qefWChar out[8];
-    ASSERT_EQ(UTF8_To_qefWChar(p, qefAllOnes, out, 8), row.result) << &row - rows;
-    if (row.result != 0) {
-      EXPECT_EQ(std::u16string(out, row.result), row.wide + u'\0') << &row - rows;
+    ASSERT_EQ(UTF8_To_qefWChar(p, qefAllOnes, out, 8), result);
+    if (result != 0) {
+      EXPECT_EQ(std::u16string(out, result), wide + u'\0');
     }
   }
   qefWChar out[4] = {0x5555};
@@ -136,36 +134,33 @@ TEST(Utf8Text, DecodesPermissivelyPerCharacterAndConvertsStrictly) {
 }
 
 TEST(WideText, CollapsesPairsToZeroOrOneAndStopsOnLoneSurrogates) {
-  struct Row {
-    std::u16string units;
-    bool ok; // first character
-    std::uint32_t cp;
-    std::ptrdiff_t advance;
-    std::uint64_t result; // whole text as UTF-8, terminator counted; 0: refused
-    Bytes utf8;
-  } const rows[] = {
-      {u"\xE9t\x20AC", true, 0xE9, 1, 7, B("\xC3\xA9t\xE2\x82\xAC")}, // U+00E9, U+20AC
-      {u"\xD7FF", true, 0xD7FF, 1, 4, B("\xED\x9F\xBF")},      // last unit below the surrogates
-      {u"\xE000", true, 0xE000, 1, 4, B("\xEE\x80\x80")},      // first unit above them
-      {W({0xD83D, 0xDE00}), true, 1, 2, 2, B("\x01")},         // U+1F600 as a standard pair gives 1
-      {W({0xD800, 0xDC00, u'a'}), true, 0, 2, 3, B("\0a", 2)}, // ten low bits clear: 0
-      {W({0xD800, 0xDC01}), true, 1, 2, 2, B("\x01")},         // one low bit set gives 1
-      {W({0xDBFF, 0xDBFF}), true, 1, 2, 2, B("\x01")},         // DBFF accepted as a second half
-      {W({0xD800, 0xFFFF}), true, 1, 2, 2, B("\x01")},         // no upper bound on the second half
-      {W({0xD800, u'A'}), false, 7, 0, 0, B("")},              // high surrogate before a plain unit
-      {W({0xD800}), false, 7, 0, 0, B("")},                    // high surrogate at the end
-      {W({0xDC00}), false, 7, 0, 0, B("")},                    // low surrogate first
-  };
-  for (Row const & row : rows) {
-    qefWChar const * p = row.units.c_str();
-    std::uint32_t cp = 7;
-    EXPECT_EQ(qefW_qefW32(&cp, p), row.ok) << &row - rows;
-    EXPECT_EQ(cp, row.cp) << &row - rows;
-    EXPECT_EQ(p - row.units.c_str(), row.advance) << &row - rows;
+  // Units; the first character: decoded, value, advance; the whole text as UTF-8: result
+  // (terminator counted, 0: refused) and bytes.
+  std::tuple<std::u16string, bool, std::uint32_t, std::ptrdiff_t, std::uint64_t, Bytes> const
+      rows[] = {
+          {u"\xE9t\x20AC", true, 0xE9, 1, 7, B("\xC3\xA9t\xE2\x82\xAC")}, // U+00E9, U+20AC
+          {u"\xD7FF", true, 0xD7FF, 1, 4, B("\xED\x9F\xBF")}, // last unit below the surrogates
+          {u"\xE000", true, 0xE000, 1, 4, B("\xEE\x80\x80")}, // first unit above them
+          {W({0xD83D, 0xDE00}), true, 1, 2, 2, B("\x01")},    // U+1F600 as a standard pair gives 1
+          {W({0xD800, 0xDC00, u'a'}), true, 0, 2, 3, B("\0a", 2)}, // ten low bits clear: 0
+          {W({0xD800, 0xDC01}), true, 1, 2, 2, B("\x01")},         // one low bit set gives 1
+          {W({0xDBFF, 0xDBFF}), true, 1, 2, 2, B("\x01")},         // DBFF accepted as a second half
+          {W({0xD800, 0xFFFF}), true, 1, 2, 2, B("\x01")}, // no upper bound on the second half
+          {W({0xD800, u'A'}), false, 7, 0, 0, B("")},      // high surrogate before a plain unit
+          {W({0xD800}), false, 7, 0, 0, B("")},            // high surrogate at the end
+          {W({0xDC00}), false, 7, 0, 0, B("")},            // low surrogate first
+      };
+  for (auto const & [units, ok, cp, advance, result, utf8] : rows) {
+    qefWChar const * p = units.c_str();
+    std::uint32_t decoded = 7;
+    SCOPED_TRACE(testing::PrintToString(units));
+    EXPECT_EQ(qefW_qefW32(&decoded, p), ok);
+    EXPECT_EQ(decoded, cp);
+    EXPECT_EQ(p - units.c_str(), advance);
     unsigned char out[16];
-    ASSERT_EQ(qefWChar_To_UTF8(row.units.c_str(), qefAllOnes, out, 16), row.result) << &row - rows;
-    if (row.result != 0) {
-      EXPECT_EQ(Bytes(out, row.result), row.utf8 + static_cast<unsigned char>(0)) << &row - rows;
+    ASSERT_EQ(qefWChar_To_UTF8(units.c_str(), qefAllOnes, out, 16), result);
+    if (result != 0) {
+      EXPECT_EQ(Bytes(out, result), utf8 + static_cast<unsigned char>(0));
     }
   }
   unsigned char out[3] = {0x55};
@@ -179,11 +174,8 @@ TEST(WideText, CollapsesPairsToZeroOrOneAndStopsOnLoneSurrogates) {
 
 // Sizes must agree with what the encoders write, apart from the quirks noted.
 TEST(CodePointEncode, WritesUtf8AndUnpairedWideFormsOfTheSizesAnnounced) {
-  struct Row {
-    std::uint32_t cp;
-    char const * utf8; // null: refused
-    std::u16string wide;
-  } const rows[] = {
+  // Code point, UTF-8 (null: refused), wide units.
+  std::tuple<std::uint32_t, char const *, std::u16string> const rows[] = {
       {0x7F, "\x7F", u"\x7F"},                             // last one-byte form
       {0x80, "\xC2\x80", u"\x80"},                         // first two-byte form
       {0x7FF, "\xDF\xBF", u"\x7FF"},                       // last two-byte form
@@ -194,18 +186,19 @@ TEST(CodePointEncode, WritesUtf8AndUnpairedWideFormsOfTheSizesAnnounced) {
       {0x10FFFF, "\xF4\x8F\xBF\xBF", W({0xDC3F, 0xDFFF})}, // U+10FFFF
       {0x110000, nullptr, u""},                            // above U+10FFFF: refused
   };
-  for (Row const & row : rows) {
+  for (auto const & [cp, utf8, wide] : rows) {
+    SCOPED_TRACE(cp);
     unsigned char bytes[8] = {0};
     unsigned char * b = bytes;
-    EXPECT_EQ(qefW32_utf8(b, row.cp), row.utf8 != nullptr) << std::hex << row.cp;
-    EXPECT_EQ(Bytes(bytes, b), B(row.utf8 ? row.utf8 : ""));
-    EXPECT_EQ(UTF8Size(row.cp), static_cast<std::uint64_t>(b - bytes)) << std::hex << row.cp;
+    EXPECT_EQ(qefW32_utf8(b, cp), utf8 != nullptr);
+    EXPECT_EQ(Bytes(bytes, b), B(utf8 ? utf8 : ""));
+    EXPECT_EQ(UTF8Size(cp), static_cast<std::uint64_t>(b - bytes));
     qefWChar units[4] = {0};
     qefWChar * w = units;
-    EXPECT_EQ(qefW32_qefW(w, row.cp), row.utf8 != nullptr) << std::hex << row.cp;
-    EXPECT_EQ(std::u16string(units, w), row.wide);
+    EXPECT_EQ(qefW32_qefW(w, cp), utf8 != nullptr);
+    EXPECT_EQ(std::u16string(units, w), wide);
     // 0x110000 is refused, yet its size is given as two units.
-    EXPECT_EQ(UTF16Size(row.cp), row.cp == 0x110000 ? 2 : row.wide.size()) << std::hex << row.cp;
+    EXPECT_EQ(UTF16Size(cp), cp == 0x110000 ? 2 : wide.size());
   }
 }
 

@@ -65,7 +65,8 @@ TEST_F(StringClasses, RecordLengthsByTheirSourceAndStayEmptyForNull) {
               empty(CUTF16Char(ansi)));
   EXPECT_TRUE(empty(CANSIChar(wide)) && empty(CANSIChar(ansi)));
   EXPECT_EQ(CUTF8Char(utf8).len(), qefAllOnes); // the byte count of nothing, less one
-  EXPECT_EQ(CUTF8Char(CUTF8Char()).len(), 0u);  // a copy of an empty object is empty
+  CUTF8Char const emptyObject;
+  EXPECT_EQ(CUTF8Char(emptyObject).len(), 0u); // a copy of an empty object is empty
 }
 
 TEST_F(StringClasses, KeepThePairQuirks) {
@@ -90,6 +91,7 @@ TEST_F(StringClasses, ConvertBetweenEachOtherAndCopyDeeply) {
   EXPECT_EQ(std::u16string(*CQEFWChar(utf8)), u"\xE9t\xE9");
   CANSIChar const ansi(wide);
   EXPECT_STREQ(*ansi, "\xE9t\xE9"); // Windows-1252
+  EXPECT_EQ(CQEFWChar(ansi).len(), 4u);
   EXPECT_EQ(Str(*CUTF8Char(ansi)), "\xC3\xA9t\xC3\xA9");
   CUTF16Char const units(utf8);
   EXPECT_EQ(CUTF8Char(units).len(), 5u);

@@ -86,6 +86,7 @@ TEST(WideContains, FindsNonEmptyNeedlesWithinTheBound) {
       {u"aab", u"ab", all, true, true},   // after a false start
       {u"abc", u"cd", all, false, false}, // runs past the end
       {u"abc", u"", all, false, false},   // an empty needle is never found
+      {u"", u"a", all, false, false},
       {empty, empty, all, true, true},    // the same pointer, even empty
       {u"Hello World", u"WORLD", all, false, true},
       {u"\xC9T\xC9", u"\xE9t", all, false, true},
