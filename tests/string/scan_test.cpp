@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
@@ -160,23 +161,18 @@ TEST(Scan, CountsStoredFieldsAndEndsEarlyOnBadInput) {
 TEST(Scan, FloatsTakeOnlyTheCharactersOfTheNumber) {
   // Unlike glibc, which reads ahead one character at a time and keeps what it read, the text
   // after the longest number stays in the input.
-  struct tagROW {
-    char16_t const * input;
-    char16_t const * format;
-    double value;
-    int consumed;
-  };
-  constexpr tagROW rows[] = {{u"1e+x", u"%lf%n", 1.0, 1},          {u"2.5e", u"%lf%n", 2.5, 3},
-                             {u"0x1p", u"%lf%n", 1.0, 3},          {u"0x", u"%lf%n", 0.0, 1},
-                             {u"7-3", u"%lf%n", 7.0, 1},           {u"-.5.", u"%lf%n", -0.5, 3},
-                             {u"1e5", u"%2lf%n", 1.0, 1},          {u"1e-40", u"%3lf%n", 1.0, 1},
-                             {u"infinity", u"%4lf%n", INFINITY, 3}};
-  for (tagROW const & row : rows) {
+  constexpr std::tuple<char16_t const *, char16_t const *, double, int> rows[] = {
+      {u"1e+x", u"%lf%n", 1.0, 1},          {u"2.5e", u"%lf%n", 2.5, 3},
+      {u"0x1p", u"%lf%n", 1.0, 3},          {u"0x", u"%lf%n", 0.0, 1},
+      {u"7-3", u"%lf%n", 7.0, 1},           {u"-.5.", u"%lf%n", -0.5, 3},
+      {u"1e5", u"%2lf%n", 1.0, 1},          {u"1e-40", u"%3lf%n", 1.0, 1},
+      {u"infinity", u"%4lf%n", INFINITY, 3}};
+  for (auto const & [input, format, expected, expectedUsed] : rows) {
     double value = 0;
     int consumed = -1;
-    EXPECT_EQ(swscanf(row.input, row.format, &value, &consumed), 1);
-    EXPECT_EQ(value, row.value);
-    EXPECT_EQ(consumed, row.consumed);
+    EXPECT_EQ(swscanf(input, format, &value, &consumed), 1);
+    EXPECT_EQ(value, expected);
+    EXPECT_EQ(consumed, expectedUsed);
   }
 }
 

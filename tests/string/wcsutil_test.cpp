@@ -3,6 +3,7 @@
 
 #include <clocale>
 #include <string>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
@@ -13,9 +14,8 @@ namespace {
 TEST(WideCase, MapsTheBasicPlaneWhateverTheHostLocale) {
   std::string const saved = std::setlocale(LC_ALL, nullptr);
   std::setlocale(LC_ALL, "C"); // the C library's own towlower leaves accents alone here
-  struct Row {
-    qefWChar c, lower, upper;
-  } const rows[] = {
+  qefWChar const rows[][3] = {
+      // unit, lower case, upper case
       {u'A', u'a', u'A'},       // U+0041 LATIN CAPITAL LETTER A
       {0x00C9, 0x00E9, 0x00C9}, // U+00C9 LATIN CAPITAL LETTER E WITH ACUTE
       {0x00DF, 0x00DF, 0x00DF}, // U+00DF LATIN SMALL LETTER SHARP S: no single capital
@@ -24,9 +24,9 @@ TEST(WideCase, MapsTheBasicPlaneWhateverTheHostLocale) {
       {0xFF21, 0xFF41, 0xFF21}, // U+FF21 FULLWIDTH LATIN CAPITAL LETTER A
       {0xD800, 0xD800, 0xD800}, // a surrogate unit maps to itself
   };
-  for (Row const & row : rows) {
-    EXPECT_EQ(wctolower(row.c), row.lower) << std::hex << int(row.c);
-    EXPECT_EQ(wctoupper(row.c), row.upper) << std::hex << int(row.c);
+  for (auto const & [c, lower, upper] : rows) {
+    EXPECT_EQ(wctolower(c), lower) << std::hex << int(c);
+    EXPECT_EQ(wctoupper(c), upper) << std::hex << int(c);
   }
   char16_t text[] = u"\xC9t\xE9 Abc1";
   wcslower(text);
@@ -42,11 +42,7 @@ TEST(WideCompare, DiffersByLowerCasedUnitsWithinASigned32BitBound) {
   EXPECT_EQ(wccmpi(u'A', u'a'), 0);
   EXPECT_EQ(wccmpi(u'a', u'B'), -1);
   qefWChar const * const same = u"x";
-  struct Row {
-    qefWChar const * a;
-    qefWChar const * b;
-    int expected;
-  } const rows[] = {
+  std::tuple<qefWChar const *, qefWChar const *, int> const rows[] = {
       {u"ABC", u"abd", u'c' - u'd'},   // first difference after lowering
       {u"\xC9T\xC9", u"\xE9t\xE9", 0}, // accented capitals
       {u"abc", u"ab", u'c'},           // longer first text
@@ -55,8 +51,8 @@ TEST(WideCompare, DiffersByLowerCasedUnitsWithinASigned32BitBound) {
       {u"", nullptr, -1},
       {same, same, 0},
   };
-  for (Row const & row : rows) {
-    EXPECT_EQ(wcscmpi(row.a, row.b), row.expected) << &row - rows;
+  for (auto const & [a, b, expected] : rows) {
+    EXPECT_EQ(wcscmpi(a, b), expected) << testing::PrintToString(a) << testing::PrintToString(b);
   }
   std::pair<std::uint64_t, int> const bounds[] = {
       {0, 0},                      // nothing compared
@@ -87,7 +83,7 @@ TEST(WideContains, FindsNonEmptyNeedlesWithinTheBound) {
       {u"abc", u"cd", all, false, false}, // runs past the end
       {u"abc", u"", all, false, false},   // an empty needle is never found
       {u"", u"a", all, false, false},
-      {empty, empty, all, true, true},    // the same pointer, even empty
+      {empty, empty, all, true, true}, // the same pointer, even empty
       {u"Hello World", u"WORLD", all, false, true},
       {u"\xC9T\xC9", u"\xE9t", all, false, true},
       {u"abcdef", u"cd", 3, false, false}, // crosses the bound
