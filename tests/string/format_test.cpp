@@ -67,9 +67,9 @@ void ExpectAllLikeGlibc(char const * const (&specs)[S], std::string const & conv
 }
 
 TEST(Format, NumbersMatchGlibcForEveryFlagSizeAndConversion) {
-  constexpr char const * integerSpecs[] = {"",    "5",   "-5",   "05",  "+",   " ",
-                                           "+05", " 05", "#",    "#05", "#.0", ".0",
-                                           ".3",  "8.3", "08.3", "0-6", "-+6"};
+  constexpr char const * integerSpecs[] = {"",    "5",   "-5",  "05",   "+",   " ",
+                                           "+05", " 05", "#",   "#05",  "#.0", "#8.3",
+                                           ".0",  ".3",  "8.3", "08.3", "0-6", "-+6"};
   constexpr char const * intSizes[][2] = {{"", ""}, {"hh", "hh"}, {"h", "h"}, {"", "I32"}};
   constexpr char const * wideSizes[][2] = {{"ll", "ll"}, {"l", "l"},    {"j", "j"}, {"z", "z"},
                                            {"t", "t"},   {"ll", "I64"}, {"z", "I"}};
