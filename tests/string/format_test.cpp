@@ -153,7 +153,7 @@ TEST(Format, DecodesNarrowTextAsUtf8ElseByteForByte) {
       {"\xED\xA0\x80", u"\u00ED\u00A0\u0080"},           // encoded surrogate
       {"\xF4\x90\x80\x80", u"\u00F4\u0090\u0080\u0080"}, // above U+10FFFF
       {"x\xE2\x82", u"x\u00E2\u0082"},                   // cut short at the end
-      {"\xE2\x82z", u"\u00E2\u0082z"}};                  // cut short by ASCII
+      {"\xF0\x9F\x8Ez", u"\u00F0\u009F\u008Ez"}};        // four-byte form cut short by ASCII
   for (auto const & [narrow, expected] : rows) {
     EXPECT_EQ(Format(u"%hs", narrow), expected) << narrow;
     EXPECT_EQ(Format(u"%S", narrow), expected) << narrow;

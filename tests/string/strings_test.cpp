@@ -102,6 +102,9 @@ TEST_F(StringClasses, ConvertBetweenEachOtherAndCopyDeeply) {
   EXPECT_EQ(copy.len(), 4u);
   CQEFWChar const other(copy);
   EXPECT_NE(*other, *copy);
+  CQEFWChar assigned;
+  assigned = other;
+  EXPECT_NE(*assigned, *other);
   CQEFWChar & alias = copy;
   copy = alias;
   copy = *copy; // from its own buffer: built before the old one goes
