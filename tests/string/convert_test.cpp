@@ -163,11 +163,12 @@ TEST(WideText, CollapsesPairsToZeroOrOneAndStopsOnLoneSurrogates) {
       EXPECT_EQ(Bytes(out, result), utf8 + static_cast<unsigned char>(0));
     }
   }
-  unsigned char out[3] = {0x55};
+  unsigned char out[4] = {0x55};
   EXPECT_EQ(qefWChar_To_UTF8(W({u'a', 0xD83D, 0xDE00}).c_str(), 2, out, 3), 2u); // bound in a pair
   EXPECT_EQ(Bytes(out, 2), B("a", 2));
   out[0] = 0x55;
-  EXPECT_EQ(qefWChar_To_UTF8(u"abc", qefAllOnes, out, 3), 0u); // too small: nothing written
+  // Three bytes for U+20AC leave no room for the terminator: nothing written.
+  EXPECT_EQ(qefWChar_To_UTF8(u"\x20AC", qefAllOnes, out, 3), 0u);
   EXPECT_EQ(out[0], 0x55);
   EXPECT_EQ(qefWChar_To_UTF8(nullptr, qefAllOnes, out, 3), 0u);
 }
@@ -300,10 +301,12 @@ TEST(Utf8Conversion, AgreesWithAPlainReadingOnMalformedAndBoundedText) {
                                     0xC3, 0xA9, 0xE2, 0x82, 0xAC, 0xF0, 0x9F, 0x98,
                                     0x80, 0xF4, 0x90, 0xF5, 0xFF, 0xC0, 0xBF, 0xED};
   // Regression: overlong four-byte forms counted two units when read eight at a time.
-  std::vector<Bytes> texts = {B("\xF0\x80\x80\x9F\xF0\x80\x80\x80"
-                                "abcdefgh"),
-                              B("\xF0\x9F\x98\x80\xF4\x8F\xBF\xBF"
-                                "abcdefgh\xC3\xA9\xC3\xA9\xC3\xA9\xC3\xA9")};
+  std::vector<Bytes> texts = {
+      B("\xF0\x80\x80\x9F\xF0\x80\x80\x80"
+        "abcdefgh"),
+      B("\xF0\x9F\x98\x80\xF4\x8F\xBF\xBF"
+        "abcdefgh\xC3\xA9\xC3\xA9\xC3\xA9\xC3\xA9"),
+      B("\xC3\xA9\xF4\x90\x80\x80")}; // above U+10FFFF after a counted character
   std::uint32_t seed = 2024;
   for (int round = 0; round < 4000; ++round) {
     texts.push_back(RandomText(seed, alphabet, round));
@@ -345,9 +348,9 @@ TEST(Utf8Conversion, AgreesWithAPlainReadingOnMalformedAndBoundedText) {
 }
 
 TEST(WideConversion, AgreesWithAPlainReadingOnLoneSurrogatesAndBounds) {
-  char16_t const alphabet[] = {u'a',   u'b',   u'c',   u'd',   u'e',   u'f',
-                               u'g',   u'h',   0x00E9, 0x20AC, 0xFFFF, 0xD800,
-                               0xDBFF, 0xDC00, 0xDFFF, 0xD83D, 0xDE00, 0x07FF};
+  char16_t const alphabet[] = {u'a',   u'b',   u'c',   u'd',   u'e',   u'f',   u'g',
+                               u'h',   0x00E9, 0x20AC, 0xFFFF, 0xD800, 0xDBFF, 0xDC00,
+                               0xDFFF, 0xD83D, 0xDE00, 0x07FF, 0x0800};
   std::uint32_t seed = 77;
   for (int round = 0; round < 4000; ++round) {
     std::u16string const text = RandomText(seed, alphabet, round);
