@@ -49,17 +49,17 @@ template <typename... A> void ExpectLikeGlibc(std::string const & format, A... a
   ExpectLikeGlibcAs(format, format, arguments...);
 }
 
-// Every spec with every conversion, size prefix (as glibc spells it, then as the 16-bit formatter
-// may) and value; "|" shows the padding of left-justified fields.
+// Every form of flags, width and precision with every conversion, size prefix (as glibc spells it,
+// then as the 16-bit formatter may) and value; "|" shows the padding of left-justified fields.
 template <std::size_t S, std::size_t Z, typename V, std::size_t N>
-void ExpectAllLikeGlibc(char const * const (&specs)[S], std::string const & conversions,
+void ExpectAllLikeGlibc(char const * const (&forms)[S], std::string const & conversions,
                         char const * const (&sizes)[Z][2], V const (&values)[N]) {
-  for (std::string const spec : specs) {
+  for (std::string const form : forms) {
     for (char const conversion : conversions) {
       for (auto const & [glibc, ours] : sizes) {
         for (V const value : values) {
-          ExpectLikeGlibcAs("%" + spec + glibc + conversion + "|",
-                            "%" + spec + ours + conversion + "|", value);
+          ExpectLikeGlibcAs("%" + form + glibc + conversion + "|",
+                            "%" + form + ours + conversion + "|", value);
         }
       }
     }
@@ -67,7 +67,7 @@ void ExpectAllLikeGlibc(char const * const (&specs)[S], std::string const & conv
 }
 
 TEST(Format, NumbersMatchGlibcForEveryFlagSizeAndConversion) {
-  constexpr char const * integerSpecs[] = {"",    "5",   "-5",  "05",   "+",   " ",
+  constexpr char const * integerForms[] = {"",    "5",   "-5",  "05",   "+",   " ",
                                            "+05", " 05", "#",   "#05",  "#.0", "#8.3",
                                            ".0",  ".3",  "8.3", "08.3", "0-6", "-+6"};
   constexpr char const * intSizes[][2] = {{"", ""}, {"hh", "hh"}, {"h", "h"}, {"", "I32"}};
@@ -76,9 +76,9 @@ TEST(Format, NumbersMatchGlibcForEveryFlagSizeAndConversion) {
   constexpr int ints[] = {0, 1, -1, 42, 255, -129, 32768, 70000, INT_MAX, INT_MIN};
   constexpr long long wides[] = {0,       -1,         INT64_MIN,           INT64_MAX,
                                  INT_MIN, UINT32_MAX, 0x123456789ABCDEFll, -1000000000000ll};
-  ExpectAllLikeGlibc(integerSpecs, "diouxX", intSizes, ints);
-  ExpectAllLikeGlibc(integerSpecs, "diouxX", wideSizes, wides);
-  constexpr char const * floatSpecs[] = {"",  ".0", "#.0", "10.3", "-10.3",  "012.3",
+  ExpectAllLikeGlibc(integerForms, "diouxX", intSizes, ints);
+  ExpectAllLikeGlibc(integerForms, "diouxX", wideSizes, wides);
+  constexpr char const * floatForms[] = {"",  ".0", "#.0", "10.3", "-10.3",  "012.3",
                                          "+", " ",  "#",   ".10",  "+010.2", "-14"};
   constexpr char const * doubleSizes[][2] = {{"", ""}, {"l", "l"}};
   constexpr char const * longDoubleSizes[][2] = {{"L", "L"}};
@@ -86,8 +86,8 @@ TEST(Format, NumbersMatchGlibcForEveryFlagSizeAndConversion) {
       0.0, -0.0,       1.0, -1.5,     3.14159265358979, 1e-5, 1e15,    1e300,   1e-300,
       0.1, 123456.789, 2.5, INFINITY, -INFINITY,        NAN,  DBL_MAX, DBL_MIN, -DBL_TRUE_MIN};
   constexpr long double longDoubles[] = {1.5L, -0.1L, 1e4000L, LDBL_MIN, 1.0L / 3};
-  ExpectAllLikeGlibc(floatSpecs, "fFeEgGaA", doubleSizes, doubles);
-  ExpectAllLikeGlibc(floatSpecs, "fFeEgGaA", longDoubleSizes, longDoubles);
+  ExpectAllLikeGlibc(floatForms, "fFeEgGaA", doubleSizes, doubles);
+  ExpectAllLikeGlibc(floatForms, "fFeEgGaA", longDoubleSizes, longDoubles);
   ExpectLikeGlibc("%3c|%-3c|", 'A', 'z'); // glibc's %c goes through the locale above 127
 }
 
