@@ -151,27 +151,44 @@ TEST(HashTable, CollisionModesKeepReplaceOrInsert) {
   }
 }
 
-TEST(HashTable, SlotsKeepEntriesOrderedByHashThenItemForWalksAndLookUps) {
+TEST(HashTable, EntriesStaySortedByHashThenItemForWalksLookUpsAndRemovals) {
   IntTable table(4);
+  Visit dropEven([](std::uint64_t, int value) { return value % 2 != 0; });
   EXPECT_TRUE(table.Walk().empty() && !table.walked) << "no slots yet";
+  EXPECT_FALSE(table.PurgeTable(&dropEven)) << "no slots yet";
+  EXPECT_TRUE(table.DeleteItem(1, CPObjectMemory())) << "true while the table has no slots";
   // 0x03, 0x13 and 0x23 share slot 3.
   for (Pair p : {Pair{0x23, 5}, {0x03, 9}, {0x13, 4}, {0x03, 1}, {0x13, 8}, {0x03, 5}, {0x14, 0}})
     table.Add(p.first, p.second);
   EXPECT_EQ(table.Walk(),
             (Pairs{{3, 1}, {3, 5}, {3, 9}, {0x13, 4}, {0x13, 8}, {0x23, 5}, {0x14, 0}}));
   EXPECT_TRUE(table.walked);
-  EXPECT_EQ(table.GetNItems(), 7u);
   EXPECT_EQ(table.Walk(0x13, true), (Pairs{{0x13, 4}, {0x13, 8}}));
   EXPECT_TRUE(table.walked);
   EXPECT_EQ(table.Walk(0, false, 3).size(), 3u);
   EXPECT_FALSE(table.walked) << "the callback stopped it";
   EXPECT_FALSE(table.EnumTableBy(nullptr, 0, false));
-
   // A null probe finds the first entry of its hash; a probe finds its equal.
   EXPECT_EQ(ValueOf(table.FindItem(0x03, CPObjectMemory())), 1);
   EXPECT_EQ(ValueOf(table.FindItem(0x03, Item(9))), 9);
   EXPECT_FALSE(table.FindItem(0x03, Item(4)));
   EXPECT_FALSE(table.FindItem(0x33, CPObjectMemory()));
+
+  EXPECT_TRUE(table.PurgeTable(&dropEven));
+  EXPECT_EQ(table.Walk(), (Pairs{{3, 1}, {3, 5}, {3, 9}, {0x23, 5}}));
+  EXPECT_FALSE(table.AddsWithoutMemory(4)) << "slot 4 held only even values: released";
+  EXPECT_TRUE(table.finalized.empty()) << "a purge finalizes nothing";
+  EXPECT_FALSE(table.DeleteItem(3, Item(99)));
+  EXPECT_TRUE(table.DeleteItem(3, Item(5)));
+  EXPECT_EQ(table.finalized, std::vector<int>{5});
+  CPObjectMemory const kept = table.Add(0x15, 7);
+  EXPECT_TRUE(table.DeleteIndex(0x33)) << "the whole slot goes, other hashes with it";
+  EXPECT_EQ(table.finalized, (std::vector<int>{5, 1, 9, 5}));
+  EXPECT_EQ(table.Walk(), (Pairs{{0x15, 7}}));
+  table.ClearTable();
+  EXPECT_EQ(table.GetNItems(), 0u);
+  EXPECT_EQ(kept.lockcnt(), 1u);
+  EXPECT_EQ(table.finalized.size(), 4u) << "a clear finalizes nothing";
 }
 
 TEST(HashTable, SlotGrowsSixteenEntriesAtATimeAndAFailedAllocationAddsNothing) {
@@ -216,34 +233,6 @@ TEST(HashTable, EnumerationSurvivesACallbackThatChangesTheTable) {
   EXPECT_EQ(seen, (Pairs{{3, 0}, {19, 1}, {35, 2}, {51, 3}, {67, 4}, {4, 100}}));
   EXPECT_EQ(table.GetNItems(), 4u + 20u + 1u);
   EXPECT_EQ(ValueOf(table.FindItem(4, CPObjectMemory())), 200);
-}
-
-TEST(HashTable, PurgeDeleteAndClearRemoveEntriesFinalizingOnlyOnDelete) {
-  IntTable table(4);
-  EXPECT_TRUE(table.DeleteItem(1, CPObjectMemory())) << "true while the table has no slots";
-  Visit dropEven([](std::uint64_t, int value) { return value % 2 != 0; });
-  EXPECT_FALSE(table.PurgeTable(&dropEven)) << "no slots yet";
-  for (int i = 0; i < 40; ++i) {
-    table.Add(static_cast<std::uint64_t>(i), i);
-  }
-  EXPECT_TRUE(table.PurgeTable(&dropEven));
-  EXPECT_EQ(table.GetNItems(), 20u);
-  EXPECT_FALSE(table.AddsWithoutMemory(0)) << "slot 0 held only even values: released";
-  EXPECT_TRUE(table.finalized.empty());
-
-  table.Add(17, 18); // slot 1 now: 1, 17, 33 and 18 under hash 17
-  EXPECT_FALSE(table.DeleteItem(17, Item(99)));
-  EXPECT_TRUE(table.DeleteItem(17, Item(18)));
-  EXPECT_EQ(table.finalized, std::vector<int>{18});
-  EXPECT_TRUE(table.DeleteIndex(33)) << "the whole slot goes, other hashes with it";
-  EXPECT_EQ(table.finalized, (std::vector<int>{18, 1, 17, 33}));
-  EXPECT_EQ(table.GetNItems(), 17u);
-
-  CPObjectMemory const kept = table.FindItem(3, CPObjectMemory());
-  table.ClearTable();
-  EXPECT_EQ(table.GetNItems(), 0u);
-  EXPECT_EQ(kept.lockcnt(), 1u);
-  EXPECT_EQ(table.finalized.size(), 4u);
 }
 
 TEST(HashTable, DisposePassesResumeAtTheSlotAfterTheTimeLimit) {

@@ -25,7 +25,12 @@ public:
       : m_name(std::move(name)), m_priority(priority), m_due(due), m_behaviour(behaviour) {}
 
   qefWChar const * GetName() override { return m_name.c_str(); }
-  std::uint64_t GetNextDueTime() override { return m_due; }
+  std::uint64_t GetNextDueTime() override {
+    std::lock_guard<std::mutex> lock(s_mutex);
+    ++dueAsked;
+    s_changed.notify_all();
+    return m_due;
+  }
   std::int32_t GetPriority() override { return m_priority; }
   void Run() override {
     std::unique_lock<std::mutex> lock(s_mutex);
@@ -41,7 +46,7 @@ public:
       lock.lock();
     }
     ++finished;
-    Journal().push_back(m_name);
+    journal.push_back(m_name);
     s_changed.notify_all();
   }
 
@@ -50,14 +55,11 @@ public:
     std::unique_lock<std::mutex> lock(s_mutex);
     return s_changed.wait_for(lock, std::chrono::seconds(10), done);
   }
-  // The names of the runs that finished, in order (under the lock of `WaitUntil` or `Locked`).
-  static std::vector<std::u16string> & Journal() {
-    static std::vector<std::u16string> journal;
-    return journal;
-  }
   static std::unique_lock<std::mutex> Locked() { return std::unique_lock<std::mutex>(s_mutex); }
 
-  int started = 0, finished = 0, priorityInRun = -99; // guarded by the lock
+  // The names of the runs that finished, in order; guarded by the lock of `WaitUntil`, `Locked`.
+  static inline std::vector<std::u16string> journal;
+  int started = 0, finished = 0, dueAsked = 0, priorityInRun = -99; // guarded by the lock
   VORX::Threading::CPEvent gate{true};
 
 private:
@@ -93,7 +95,7 @@ protected:
     VORX::Threading::_StopMaintenance();
     VORX::Threading::_ReleaseMaintenanceList();
     auto lock = Request::Locked();
-    Request::Journal().clear();
+    Request::journal.clear();
   }
 };
 

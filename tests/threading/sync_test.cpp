@@ -58,10 +58,11 @@ TEST(CriticalSection, OwnerReentersAndALeaveFromAnyThreadCountsDown) {
   CPCriticalSection cs;
   ASSERT_TRUE(cs.Enter() && cs.TryEnter(0) && cs.Enter()) << "the owner always re-enters";
   OnOtherThread([&] { EXPECT_TRUE(cs.Leave()); }); // 3 -> 2, not checked against the owner
-  EXPECT_TRUE(cs.Leave());
+  EXPECT_TRUE(cs.Leave() && cs.Leave());
+  EXPECT_FALSE(cs.Leave()) << "a lock not entered";
+  ASSERT_TRUE(cs.Enter()) << "afresh, by the thread that left it";
   OnOtherThread([&] { EXPECT_FALSE(cs.TryEnter(0)); });
   WaitsForRelease([&] { cs.Enter(), cs.Leave(); }, [&] { cs.Leave(); });
-  EXPECT_FALSE(cs.Leave()) << "a lock not entered";
 
   long long counter = 0;
   {
@@ -84,6 +85,7 @@ TEST(RWInterlock, ExclusiveOwnerReentersForReadAndWriteAndOthersWaitForTheLastLe
     OnOtherThread([&] { EXPECT_FALSE(rw.TryEnterRead(0)); });
     EXPECT_TRUE((rw.*leave)());
   }
+  ASSERT_TRUE(rw.TryEnter(0) && rw.Leave()) << "still the owner";
   WaitsForRelease([&] { rw.EnterRead(), rw.LeaveRead(); }, [&] { rw.Leave(); });
 
   ASSERT_TRUE(rw.EnterRead());
