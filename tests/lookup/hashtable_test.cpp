@@ -1,5 +1,4 @@
 #include <cstring>
-#include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -12,6 +11,8 @@
 using VORX::Buffers::CPObjectMemory;
 using VORX::Buffers::CPPlainMemory;
 using namespace VORX::Lookup;
+using Pair = std::pair<std::uint64_t, int>;
+using Pairs = std::vector<Pair>;
 
 namespace {
 
@@ -28,17 +29,13 @@ int ValueOf(CPObjectMemory const & item) {
   return value;
 }
 
-using Pair = std::pair<std::uint64_t, int>;
-
-// Records what it is shown; answers false from the `stopAt`th entry on, or for even values.
-struct Collect final : IBaseHashTableEnum {
+// Shows each entry to `f(hash, value)`, which answers the callback's result.
+template <class F> struct Visit final : IBaseHashTableEnum {
+  explicit Visit(F function) : f(function) {}
   bool OnEntry(std::uint64_t hash, CPObjectMemory const & item) override {
-    seen.emplace_back(hash, ValueOf(item));
-    return dropEven ? ValueOf(item) % 2 != 0 : seen.size() < stopAt;
+    return f(hash, ValueOf(item));
   }
-  std::vector<Pair> seen;
-  std::size_t stopAt = ~std::size_t{0};
-  bool dropEven = false;
+  F f;
 };
 
 // Negative values are disposable; finalized values are recorded.
@@ -48,7 +45,7 @@ public:
   using CBaseHashTable::AddItem, CBaseHashTable::DeleteIndex, CBaseHashTable::DeleteItem,
       CBaseHashTable::DisposeTable, CBaseHashTable::EnumTableBy, CBaseHashTable::FindItem,
       CBaseHashTable::PurgeTable, CBaseHashTable::m_disposeCursor, CBaseHashTable::m_mask,
-      CBaseHashTable::m_slotCount, CBaseHashTable::m_slots;
+      CBaseHashTable::m_slotCount;
 
   int compare(CPObjectMemory const & a, CPObjectMemory const & b) override {
     return ValueOf(a) < ValueOf(b) ? -1 : (ValueOf(a) > ValueOf(b) ? 1 : 0);
@@ -66,24 +63,25 @@ public:
   CPObjectMemory Add(std::uint64_t hash, int value) {
     return AddItem(hash, Item(value), eHashKeepEqual);
   }
-  std::vector<Pair> All() {
-    Collect all;
-    EnumTableBy(&all, 0, false);
-    return all.seen;
+  // The entries met by a walk (of one hash when `byHash`) that stops after `limit` of them.
+  Pairs Walk(std::uint64_t hash = 0, bool byHash = false, std::size_t limit = ~std::size_t{0}) {
+    Pairs seen;
+    Visit walker(
+        [&](std::uint64_t h, int v) { return seen.emplace_back(h, v), seen.size() < limit; });
+    walked = EnumTableBy(&walker, hash, byHash);
+    return seen;
   }
-  // Capacity in entries of slot `s` (0 for an empty slot).
-  std::size_t SlotCapacity(std::size_t s) {
-    struct Peek : CPObjectMemory {
-      static auto * Header(CPObjectMemory const & h) { return h.*(&Peek::m_pMH); }
-    };
-    auto const * slots = reinterpret_cast<CPObjectMemory const *>(Peek::Header(m_slots) + 1);
-    auto const * header = Peek::Header(slots[s]);
-    return header ? header->sAllocSize / sizeof(HASHENTRY) : 0;
+  // Whether an add under a new `hash` succeeds while allocation fails: only when its slot has a
+  // block with room.
+  bool AddsWithoutMemory(std::uint64_t hash) {
+    CPObjectMemory const item = Item(0);
+    vorx::test::AllocationFailure failure;
+    return static_cast<bool>(AddItem(hash, item, eHashKeepEqual));
   }
 
-  std::vector<int> visited;
-  std::vector<int> finalized;
+  std::vector<int> visited, finalized;
   int slowValue = 0x7FFFFFFF;
+  bool walked = false;
 };
 
 } // namespace
@@ -102,11 +100,12 @@ TEST(HashTable, DirectIndexLengthGivesSlotsAndMaskAndReportsOutOfRange) {
   };
   static_assert(std::size(rows) == 6);
   for (Row const & row : rows) {
+    SCOPED_TRACE(row.k);
     vorx::test::BoxCapture boxes;
     IntTable table(row.k);
-    EXPECT_EQ(table.m_slotCount, row.slots) << "k = " << row.k;
-    EXPECT_EQ(table.m_mask, row.mask) << "k = " << row.k;
-    ASSERT_EQ(boxes.Boxes().size(), row.reported ? 1u : 0u) << "k = " << row.k;
+    EXPECT_EQ(table.m_slotCount, row.slots);
+    EXPECT_EQ(table.m_mask, row.mask);
+    ASSERT_EQ(boxes.Boxes().size(), row.reported ? 1u : 0u);
     if (row.reported) {
       EXPECT_EQ(boxes.Boxes()[0].caption, "Runtime assumption failed");
       EXPECT_EQ(boxes.Boxes()[0].text,
@@ -133,63 +132,82 @@ TEST(HashTable, CollisionModesKeepReplaceOrInsert) {
       {7, true, kNull, {10}},     {7, false, kNew, {7, 10}},   // outside 0..3
   };
   for (Row const & row : rows) {
+    SCOPED_TRACE(testing::Message() << "mode " << row.mode << (row.equal ? " equal" : " lower"));
     IntTable table(4);
     CPObjectMemory const existing = table.Add(5, 10);
     CPObjectMemory const arriving = Item(row.equal ? 10 : 7);
     CPObjectMemory got = table.AddItem(5, arriving, static_cast<eHashCollision>(row.mode));
-    std::string const label =
-        "mode " + std::to_string(row.mode) + (row.equal ? " equal" : " lower");
     EXPECT_TRUE(row.returned == kExisting ? got == existing
                 : row.returned == kNew    ? got == arriving
-                                          : !got)
-        << label;
+                                          : !got);
     got.free();
     std::vector<int> values;
-    for (Pair const & p : table.All()) {
+    for (Pair const & p : table.Walk()) {
       values.push_back(p.second);
     }
-    EXPECT_EQ(values, row.stored) << label;
+    EXPECT_EQ(values, row.stored);
     bool const replaced = row.mode == 3 || (row.mode == 1 && row.equal);
-    EXPECT_EQ(existing.lockcnt(), replaced ? 1u : 2u) << label << ": a replaced item is released";
+    EXPECT_EQ(existing.lockcnt(), replaced ? 1u : 2u) << "a replaced item is released";
   }
 }
 
-TEST(HashTable, SlotsKeepEntriesOrderedByHashThenItem) {
+TEST(HashTable, EntriesStaySortedByHashThenItemForWalksLookUpsAndRemovals) {
   IntTable table(4);
-  Collect collect;
-  EXPECT_FALSE(table.EnumTableBy(&collect, 0, false)) << "no slots yet";
+  Visit dropEven([](std::uint64_t, int value) { return value % 2 != 0; });
+  EXPECT_TRUE(table.Walk().empty() && !table.walked) << "no slots yet";
+  EXPECT_FALSE(table.PurgeTable(&dropEven)) << "no slots yet";
+  EXPECT_TRUE(table.DeleteItem(1, CPObjectMemory())) << "true while the table has no slots";
   // 0x03, 0x13 and 0x23 share slot 3.
   for (Pair p : {Pair{0x23, 5}, {0x03, 9}, {0x13, 4}, {0x03, 1}, {0x13, 8}, {0x03, 5}, {0x14, 0}})
     table.Add(p.first, p.second);
-  std::vector<Pair> const expected = {{0x03, 1}, {0x03, 5}, {0x03, 9}, {0x13, 4},
-                                      {0x13, 8}, {0x23, 5}, {0x14, 0}};
-  EXPECT_EQ(table.All(), expected);
-  EXPECT_EQ(table.GetNItems(), 7u);
-  EXPECT_TRUE(table.EnumTableBy(&collect, 0x13, true));
-  EXPECT_EQ(collect.seen, (std::vector<Pair>{{0x13, 4}, {0x13, 8}}));
-
-  Collect stopping;
-  stopping.stopAt = 3;
-  EXPECT_FALSE(table.EnumTableBy(&stopping, 0, false));
-  EXPECT_EQ(stopping.seen.size(), 3u);
+  EXPECT_EQ(table.Walk(),
+            (Pairs{{3, 1}, {3, 5}, {3, 9}, {0x13, 4}, {0x13, 8}, {0x23, 5}, {0x14, 0}}));
+  EXPECT_TRUE(table.walked);
+  EXPECT_EQ(table.Walk(0x13, true), (Pairs{{0x13, 4}, {0x13, 8}}));
+  EXPECT_TRUE(table.walked);
+  EXPECT_EQ(table.Walk(0, false, 3).size(), 3u);
+  EXPECT_FALSE(table.walked) << "the callback stopped it";
   EXPECT_FALSE(table.EnumTableBy(nullptr, 0, false));
-
   // A null probe finds the first entry of its hash; a probe finds its equal.
   EXPECT_EQ(ValueOf(table.FindItem(0x03, CPObjectMemory())), 1);
   EXPECT_EQ(ValueOf(table.FindItem(0x03, Item(9))), 9);
   EXPECT_FALSE(table.FindItem(0x03, Item(4)));
   EXPECT_FALSE(table.FindItem(0x33, CPObjectMemory()));
+
+  EXPECT_TRUE(table.PurgeTable(&dropEven));
+  EXPECT_EQ(table.Walk(), (Pairs{{3, 1}, {3, 5}, {3, 9}, {0x23, 5}}));
+  EXPECT_FALSE(table.AddsWithoutMemory(4)) << "slot 4 held only even values: released";
+  EXPECT_TRUE(table.finalized.empty()) << "a purge finalizes nothing";
+  EXPECT_FALSE(table.DeleteItem(3, Item(99)));
+  EXPECT_TRUE(table.DeleteItem(3, Item(5)));
+  EXPECT_EQ(table.finalized, std::vector<int>{5});
+  CPObjectMemory const kept = table.Add(0x15, 7);
+  EXPECT_TRUE(table.DeleteIndex(0x33)) << "the whole slot goes, other hashes with it";
+  EXPECT_EQ(table.finalized, (std::vector<int>{5, 1, 9, 5}));
+  EXPECT_EQ(table.Walk(), (Pairs{{0x15, 7}}));
+  table.ClearTable();
+  EXPECT_EQ(table.GetNItems(), 0u);
+  EXPECT_EQ(kept.lockcnt(), 1u);
+  EXPECT_EQ(table.finalized.size(), 4u) << "a clear finalizes nothing";
 }
 
-TEST(HashTable, SlotVectorGrowsSixteenEntriesAtATime) {
+TEST(HashTable, SlotGrowsSixteenEntriesAtATimeAndAFailedAllocationAddsNothing) {
   IntTable table(4);
-  for (int i = 0; i < 16; ++i) {
-    table.Add(7 + 16 * i, i);
+  CPObjectMemory const item = Item(1);
+  for (int n = 0; n <= 32; ++n) { // n entries in slot 1 so far
+    bool added = false;
+    {
+      vorx::test::AllocationFailure failure;
+      added = static_cast<bool>(table.AddItem(1 + 16 * n, item, eHashKeepEqual));
+    }
+    EXPECT_EQ(added, n % 16 != 0) << n << ": only a full slot (or none) needs memory";
+    if (!added) {
+      table.AddItem(1 + 16 * n, item, eHashKeepEqual);
+    }
   }
-  EXPECT_EQ(table.SlotCapacity(7), 16u);
-  table.Add(7 + 16 * 16, 16);
-  EXPECT_EQ(table.SlotCapacity(7), 32u);
-  EXPECT_EQ(table.GetNItems(), 17u);
+  EXPECT_FALSE(table.AddsWithoutMemory(2)) << "a new slot needs memory";
+  EXPECT_EQ(table.GetNItems(), 33u);
+  EXPECT_EQ(item.lockcnt(), 34u) << "a failed add holds nothing";
 }
 
 TEST(HashTable, EnumerationSurvivesACallbackThatChangesTheTable) {
@@ -198,57 +216,23 @@ TEST(HashTable, EnumerationSurvivesACallbackThatChangesTheTable) {
     table.Add(3 + 16 * i, i);
   }
   table.Add(4, 100);
-  struct Mutator final : IBaseHashTableEnum {
-    bool OnEntry(std::uint64_t hash, CPObjectMemory const & item) override {
-      seen.emplace_back(hash, ValueOf(item));
-      if (seen.size() == 1) { // delete what is to come, add to this slot and the next
-        table->DeleteItem(3 + 16 * 3, CPObjectMemory());
-        table->DeleteIndex(4);
-        for (int i = 0; i < 20; ++i) {
-          table->Add(3 + 16 * 10 + i, 50 + i);
-        }
-        table->Add(4, 200);
+  Pairs seen;
+  Visit mutator([&](std::uint64_t hash, int value) {
+    seen.emplace_back(hash, value);
+    if (seen.size() == 1) { // delete what is to come, add to this slot and the next
+      table.DeleteItem(3 + 16 * 3, CPObjectMemory());
+      table.DeleteIndex(4);
+      for (int i = 0; i < 20; ++i) {
+        table.Add(3 + 16 * 10 + i, 50 + i);
       }
-      return true;
+      table.Add(4, 200);
     }
-    IntTable * table;
-    std::vector<Pair> seen;
-  } mutator;
-  mutator.table = &table;
+    return true;
+  });
   EXPECT_TRUE(table.EnumTableBy(&mutator, 0, false));
-  EXPECT_EQ(mutator.seen,
-            (std::vector<Pair>{{3, 0}, {19, 1}, {35, 2}, {51, 3}, {67, 4}, {4, 100}}));
+  EXPECT_EQ(seen, (Pairs{{3, 0}, {19, 1}, {35, 2}, {51, 3}, {67, 4}, {4, 100}}));
   EXPECT_EQ(table.GetNItems(), 4u + 20u + 1u);
   EXPECT_EQ(ValueOf(table.FindItem(4, CPObjectMemory())), 200);
-}
-
-TEST(HashTable, PurgeDeleteAndClearRemoveEntriesFinalizingOnlyOnDelete) {
-  IntTable table(4);
-  EXPECT_TRUE(table.DeleteItem(1, CPObjectMemory())) << "true while the table has no slots";
-  Collect purge;
-  purge.dropEven = true;
-  EXPECT_FALSE(table.PurgeTable(&purge)) << "no slots yet";
-  for (int i = 0; i < 40; ++i) {
-    table.Add(static_cast<std::uint64_t>(i), i);
-  }
-  EXPECT_TRUE(table.PurgeTable(&purge));
-  EXPECT_EQ(table.GetNItems(), 20u);
-  EXPECT_EQ(table.SlotCapacity(0), 0u) << "slot 0 held only even values";
-  EXPECT_TRUE(table.finalized.empty());
-
-  table.Add(17, 18); // slot 1 now: 1, 17, 33 and 18 under hash 17
-  EXPECT_FALSE(table.DeleteItem(17, Item(99)));
-  EXPECT_TRUE(table.DeleteItem(17, Item(18)));
-  EXPECT_EQ(table.finalized, std::vector<int>{18});
-  EXPECT_TRUE(table.DeleteIndex(33)) << "the whole slot goes, other hashes with it";
-  EXPECT_EQ(table.finalized, (std::vector<int>{18, 1, 17, 33}));
-  EXPECT_EQ(table.GetNItems(), 17u);
-
-  CPObjectMemory const kept = table.FindItem(3, CPObjectMemory());
-  table.ClearTable();
-  EXPECT_EQ(table.GetNItems(), 0u);
-  EXPECT_EQ(kept.lockcnt(), 1u);
-  EXPECT_EQ(table.finalized.size(), 4u);
 }
 
 TEST(HashTable, DisposePassesResumeAtTheSlotAfterTheTimeLimit) {
@@ -265,19 +249,6 @@ TEST(HashTable, DisposePassesResumeAtTheSlotAfterTheTimeLimit) {
   EXPECT_TRUE(table.DisposeTable(60000));
   EXPECT_EQ(table.visited, (std::vector<int>{-4, 90, 1, 20})) << "slots 3..15, then 0..2";
   EXPECT_EQ(table.finalized, (std::vector<int>{-2, -3, -4}));
-  EXPECT_EQ(table.All(), (std::vector<Pair>{{1, 1}, {2, 20}, {9, 90}}));
-  EXPECT_EQ(table.SlotCapacity(5), 0u) << "an emptied slot is released";
-}
-
-TEST(HashTable, FailedAllocationAddsNothing) {
-  IntTable table(4);
-  CPObjectMemory const item = Item(1);
-  for (int i = 0; i < 16; ++i) {
-    table.AddItem(1 + 16 * i, item, eHashKeepEqual);
-  }
-  vorx::test::AllocationFailure failure;
-  EXPECT_FALSE(table.AddItem(2, item, eHashKeepEqual)) << "a new slot";
-  EXPECT_FALSE(table.AddItem(1 + 16 * 16, item, eHashKeepEqual)) << "a bigger slot";
-  EXPECT_EQ(table.GetNItems(), 16u);
-  EXPECT_EQ(item.lockcnt(), 17u);
+  EXPECT_EQ(table.Walk(), (Pairs{{1, 1}, {2, 20}, {9, 90}}));
+  EXPECT_FALSE(table.AddsWithoutMemory(5)) << "an emptied slot is released";
 }

@@ -1,8 +1,8 @@
 // Maintenance requests for the tests: each records its runs in a shared journal and can be made
-// to throw, to wait for a gate (outside any interruption point) or to sleep interruptibly.
+// to throw on its first run or to wait for its gate.
 #pragma once
 
-#include <atomic>
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
@@ -13,18 +13,24 @@
 #include <gtest/gtest.h>
 #include <vorx/threading.h>
 
+#include "support/diagnostics_capture.h"
+
 namespace vorx::test {
 
 class Request final : public VORX::Threading::IMaintenanceRequest {
 public:
-  enum Behaviour { kRecord, kThrowFirst, kGate, kSleepLong };
+  enum Behaviour { kRecord, kThrowFirst, kGate };
 
-  Request(char const * name, std::int32_t priority, std::uint64_t due, Behaviour behaviour)
-      : m_name(name, name + std::char_traits<char>::length(name)), m_priority(priority), m_due(due),
-        m_behaviour(behaviour) {}
+  Request(std::u16string name, std::int32_t priority, std::uint64_t due, Behaviour behaviour)
+      : m_name(std::move(name)), m_priority(priority), m_due(due), m_behaviour(behaviour) {}
 
   qefWChar const * GetName() override { return m_name.c_str(); }
-  std::uint64_t GetNextDueTime() override { return m_due; }
+  std::uint64_t GetNextDueTime() override {
+    std::lock_guard<std::mutex> lock(s_mutex);
+    ++dueAsked;
+    s_changed.notify_all();
+    return m_due;
+  }
   std::int32_t GetPriority() override { return m_priority; }
   void Run() override {
     std::unique_lock<std::mutex> lock(s_mutex);
@@ -34,21 +40,13 @@ public:
     if (m_behaviour == kThrowFirst && started == 1) {
       throw std::runtime_error("first run fails");
     }
-    if (m_behaviour == kGate) {
-      s_changed.wait(lock, [&] { return open; });
-    }
-    if (m_behaviour == kSleepLong) {
+    if (m_behaviour == kGate) { // an interruption point
       lock.unlock();
-      try {
-        VORX::Threading::CurrentThread::sleep(120000);
-      } catch (...) {
-        interrupted = true;
-        throw;
-      }
+      gate.Wait(VORX::Threading::qefInfinite);
       lock.lock();
     }
     ++finished;
-    Journal().emplace_back(m_name.begin(), m_name.end());
+    journal.push_back(m_name);
     s_changed.notify_all();
   }
 
@@ -57,21 +55,12 @@ public:
     std::unique_lock<std::mutex> lock(s_mutex);
     return s_changed.wait_for(lock, std::chrono::seconds(10), done);
   }
-  void Open() {
-    std::lock_guard<std::mutex> lock(s_mutex);
-    open = true;
-    s_changed.notify_all();
-  }
-  // The names of the runs that finished, in order (under the lock of `WaitUntil` or `Locked`).
-  static std::vector<std::string> & Journal() {
-    static std::vector<std::string> journal;
-    return journal;
-  }
   static std::unique_lock<std::mutex> Locked() { return std::unique_lock<std::mutex>(s_mutex); }
 
-  int started = 0, finished = 0, priorityInRun = -99; // guarded by the lock
-  bool open = false;
-  std::atomic<bool> interrupted{false};
+  // The names of the runs that finished, in order; guarded by the lock of `WaitUntil`, `Locked`.
+  static inline std::vector<std::u16string> journal;
+  int started = 0, finished = 0, dueAsked = 0, priorityInRun = -99; // guarded by the lock
+  VORX::Threading::CPEvent gate{true};
 
 private:
   static inline std::mutex s_mutex;
@@ -83,11 +72,20 @@ private:
 };
 
 inline VORX::Threading::CPInterfaceObject<Request>
-MakeRequest(char const * name, std::int32_t priority, std::uint64_t due,
+MakeRequest(char16_t const * name, std::int32_t priority, std::uint64_t due,
             Request::Behaviour behaviour = Request::kRecord) {
   VORX::Threading::CPInterfaceObject<Request> handle;
   handle.Create(name, priority, due, behaviour);
   return handle;
+}
+
+// Whether the service logged `message` at `level`.
+inline bool Logged(LogCapture const & log, _qefDebugLevel level, std::u16string const & message) {
+  auto const lines = log.Lines();
+  return std::any_of(lines.begin(), lines.end(), [&](LoggedLine const & line) {
+    return line.level == level && line.category == u"VORX" && line.file == "maintenance" &&
+           line.message == message;
+  });
 }
 
 // Stops the service, releases its list and clears the journal after each test.
@@ -97,7 +95,7 @@ protected:
     VORX::Threading::_StopMaintenance();
     VORX::Threading::_ReleaseMaintenanceList();
     auto lock = Request::Locked();
-    Request::Journal().clear();
+    Request::journal.clear();
   }
 };
 

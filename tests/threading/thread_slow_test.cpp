@@ -11,28 +11,24 @@ using Clock = std::chrono::steady_clock;
 namespace {
 // Work that waits for its gate outside any interruption point.
 struct StubbornWork {
-  explicit StubbornWork(std::latch * gate) : m_gate(gate) {}
-  void Run() { m_gate->wait(); }
-  std::latch * m_gate;
+  void Run() { gate.wait(); }
+  std::latch gate{1};
 };
 } // namespace
 
 TEST(ThreadSlow, TerminateDetachesAThreadThatIgnoresInterruptionAfterFiveSeconds) {
-  std::latch gate(1);
   CThreadWrapper<StubbornWork> work;
-  ASSERT_TRUE(work.Create(&gate));
   CPThread thread;
-  ASSERT_TRUE(thread.Execute(work, 0));
+  ASSERT_TRUE(work.Create() && thread.Execute(work, 0));
   Clock::time_point const start = Clock::now();
   EXPECT_FALSE(thread.Terminate());
   EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(4900));
   EXPECT_LT(Clock::now() - start, std::chrono::milliseconds(15000));
   EXPECT_FALSE(thread) << "the handle is empty after a detach";
   EXPECT_EQ(work.lockcnt(), 2u) << "the detached thread still holds its work";
-  gate.count_down();
-  for (auto deadline = Clock::now() + std::chrono::seconds(10);
-       work.lockcnt() != 1 && Clock::now() < deadline;) {
+  work->gate.count_down();
+  for (auto end = Clock::now() + std::chrono::seconds(10);
+       work.lockcnt() != 1 && Clock::now() < end;)
     std::this_thread::yield();
-  }
-  EXPECT_EQ(work.lockcnt(), 1u);
+  EXPECT_EQ(work.lockcnt(), 1u) << "and lets it go when it ends";
 }
