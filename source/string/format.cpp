@@ -60,7 +60,7 @@ struct _tagARGS {
 
 enum class _eSIZE : unsigned char { None, HH, H, L, LL, J, Z, T, BigL, I64, I32, I, W };
 
-struct _tagSPEC {
+struct _tagCONVERSION {
   bool left;
   bool plus;
   bool space;
@@ -138,12 +138,13 @@ std::uint64_t _unsignedArgument(_tagARGS & args, _eSIZE size) {
 }
 
 // d i u o x X: sign or "0x" prefix, zeros up to the precision (or the width with '0'), digits.
-void _putInteger(_tagSINK & out, _tagSPEC const & spec, std::uint64_t magnitude, bool negative) {
+void _putInteger(_tagSINK & out, _tagCONVERSION const & conv, std::uint64_t magnitude,
+                 bool negative) {
   char digits[24];
   char * const end = digits + sizeof(digits);
   char * first = end;
-  qefWChar const c = spec.conversion;
-  if (magnitude != 0 || spec.precision != 0) {
+  qefWChar const c = conv.conversion;
+  if (magnitude != 0 || conv.precision != 0) {
     if (c == u'x' || c == u'X') {
       char const * const hex = c == u'x' ? "0123456789abcdef" : "0123456789ABCDEF";
       do {
@@ -169,62 +170,62 @@ void _putInteger(_tagSINK & out, _tagSPEC const & spec, std::uint64_t magnitude,
   if (c == u'd' || c == u'i') {
     if (negative) {
       prefix[prefixLength++] = '-';
-    } else if (spec.plus) {
+    } else if (conv.plus) {
       prefix[prefixLength++] = '+';
-    } else if (spec.space) {
+    } else if (conv.space) {
       prefix[prefixLength++] = ' ';
     }
-  } else if (spec.alt && (c == u'x' || c == u'X') && n != 0 && *first != '0') {
+  } else if (conv.alt && (c == u'x' || c == u'X') && n != 0 && *first != '0') {
     prefix[prefixLength++] = '0';
     prefix[prefixLength++] = static_cast<char>(c);
   }
 
-  std::size_t zeros = spec.precision > 0 && static_cast<std::size_t>(spec.precision) > n
-                          ? static_cast<std::size_t>(spec.precision) - n
+  std::size_t zeros = conv.precision > 0 && static_cast<std::size_t>(conv.precision) > n
+                          ? static_cast<std::size_t>(conv.precision) - n
                           : 0;
-  if (c == u'o' && spec.alt && zeros == 0 && (n == 0 || *first != '0')) {
+  if (c == u'o' && conv.alt && zeros == 0 && (n == 0 || *first != '0')) {
     zeros = 1; // the alternative octal form always starts with 0
   }
-  if (spec.precision < 0 && spec.zero && !spec.left) {
-    zeros += _padding(spec.width, prefixLength + zeros + n);
+  if (conv.precision < 0 && conv.zero && !conv.left) {
+    zeros += _padding(conv.width, prefixLength + zeros + n);
   }
-  std::size_t const pad = _padding(spec.width, prefixLength + zeros + n);
-  if (!spec.left) {
+  std::size_t const pad = _padding(conv.width, prefixLength + zeros + n);
+  if (!conv.left) {
     out.Fill(u' ', pad);
   }
   out.WriteASCII(prefix, prefixLength);
   out.Fill(u'0', zeros);
   out.WriteASCII(first, n);
-  if (spec.left) {
+  if (conv.left) {
     out.Fill(u' ', pad);
   }
 }
 
 // %p: 16 upper-case hexadecimal digits, no prefix.
-void _putPointer(_tagSINK & out, _tagSPEC const & spec, void const * pointer) {
+void _putPointer(_tagSINK & out, _tagCONVERSION const & conv, void const * pointer) {
   char digits[16];
   auto value = reinterpret_cast<std::uintptr_t>(pointer);
   for (int i = 15; i >= 0; --i) {
     digits[i] = "0123456789ABCDEF"[value & 15];
     value >>= 4;
   }
-  std::size_t const pad = _padding(spec.width, sizeof(digits));
-  if (!spec.left) {
+  std::size_t const pad = _padding(conv.width, sizeof(digits));
+  if (!conv.left) {
     out.Fill(u' ', pad);
   }
   out.WriteASCII(digits, sizeof(digits));
-  if (spec.left) {
+  if (conv.left) {
     out.Fill(u' ', pad);
   }
 }
 
-void _putWide(_tagSINK & out, _tagSPEC const & spec, qefWChar const * text) {
+void _putWide(_tagSINK & out, _tagCONVERSION const & conv, qefWChar const * text) {
   if (!text) {
     text = g_nullText;
   }
   std::size_t length = 0;
-  if (spec.precision >= 0) {
-    auto const limit = static_cast<std::size_t>(spec.precision);
+  if (conv.precision >= 0) {
+    auto const limit = static_cast<std::size_t>(conv.precision);
     while (length < limit && text[length]) {
       ++length;
     }
@@ -233,12 +234,12 @@ void _putWide(_tagSINK & out, _tagSPEC const & spec, qefWChar const * text) {
       ++length;
     }
   }
-  std::size_t const pad = _padding(spec.width, length);
-  if (!spec.left) {
+  std::size_t const pad = _padding(conv.width, length);
+  if (!conv.left) {
     out.Fill(u' ', pad);
   }
   out.Write(text, length);
-  if (spec.left) {
+  if (conv.left) {
     out.Fill(u' ', pad);
   }
 }
@@ -277,30 +278,30 @@ std::size_t _putNarrow(_tagSINK * out, unsigned char const * text, std::size_t l
   return units;
 }
 
-void _putNarrowString(_tagSINK & out, _tagSPEC const & spec, char const * text) {
+void _putNarrowString(_tagSINK & out, _tagCONVERSION const & conv, char const * text) {
   if (!text) {
-    _putWide(out, spec, nullptr);
+    _putWide(out, conv, nullptr);
     return;
   }
   auto const bytes = reinterpret_cast<unsigned char const *>(text);
   std::size_t const limit =
-      spec.precision >= 0 ? static_cast<std::size_t>(spec.precision) : SIZE_MAX;
-  if (spec.width > 0 && !spec.left) {
-    out.Fill(u' ', _padding(spec.width, _putNarrow(nullptr, bytes, limit)));
+      conv.precision >= 0 ? static_cast<std::size_t>(conv.precision) : SIZE_MAX;
+  if (conv.width > 0 && !conv.left) {
+    out.Fill(u' ', _padding(conv.width, _putNarrow(nullptr, bytes, limit)));
     _putNarrow(&out, bytes, limit);
   } else {
     std::size_t const length = _putNarrow(&out, bytes, limit);
-    out.Fill(u' ', _padding(spec.width, length));
+    out.Fill(u' ', _padding(conv.width, length));
   }
 }
 
-void _putCharacter(_tagSINK & out, _tagSPEC const & spec, qefWChar unit) {
-  std::size_t const pad = _padding(spec.width, 1);
-  if (!spec.left) {
+void _putCharacter(_tagSINK & out, _tagCONVERSION const & conv, qefWChar unit) {
+  std::size_t const pad = _padding(conv.width, 1);
+  if (!conv.left) {
     out.Fill(u' ', pad);
   }
   out.Put(unit);
-  if (spec.left) {
+  if (conv.left) {
     out.Fill(u' ', pad);
   }
 }
@@ -320,37 +321,37 @@ char * _putDecimal(char * p, unsigned value) {
 }
 
 // f F e E g G a A through the C library; false when it fails or the heap is out.
-bool _putFloat(_tagSINK & out, _tagSPEC const & spec, _tagARGS & args) {
+bool _putFloat(_tagSINK & out, _tagCONVERSION const & conv, _tagARGS & args) {
   char format[32];
   char * p = format;
   *p++ = '%';
-  if (spec.left) {
+  if (conv.left) {
     *p++ = '-';
   }
-  if (spec.plus) {
+  if (conv.plus) {
     *p++ = '+';
   }
-  if (spec.space) {
+  if (conv.space) {
     *p++ = ' ';
   }
-  if (spec.alt) {
+  if (conv.alt) {
     *p++ = '#';
   }
-  if (spec.zero) {
+  if (conv.zero) {
     *p++ = '0';
   }
-  if (spec.width > 0) {
-    p = _putDecimal(p, static_cast<unsigned>(spec.width));
+  if (conv.width > 0) {
+    p = _putDecimal(p, static_cast<unsigned>(conv.width));
   }
-  if (spec.precision >= 0) {
+  if (conv.precision >= 0) {
     *p++ = '.';
-    p = _putDecimal(p, static_cast<unsigned>(spec.precision));
+    p = _putDecimal(p, static_cast<unsigned>(conv.precision));
   }
-  bool const isLong = spec.size == _eSIZE::BigL;
+  bool const isLong = conv.size == _eSIZE::BigL;
   if (isLong) {
     *p++ = 'L';
   }
-  *p++ = static_cast<char>(spec.conversion);
+  *p++ = static_cast<char>(conv.conversion);
   *p = 0;
 
   long double longValue = 0;
@@ -444,19 +445,19 @@ bool _format(_tagSINK & out, qefWChar const * f, _tagARGS & args) {
       return true;
     }
     qefWChar const * const start = f++;
-    _tagSPEC spec{};
-    spec.precision = -1;
+    _tagCONVERSION conv{};
+    conv.precision = -1;
     for (;; ++f) {
       if (*f == u'-') {
-        spec.left = true;
+        conv.left = true;
       } else if (*f == u'+') {
-        spec.plus = true;
+        conv.plus = true;
       } else if (*f == u' ') {
-        spec.space = true;
+        conv.space = true;
       } else if (*f == u'#') {
-        spec.alt = true;
+        conv.alt = true;
       } else if (*f == u'0') {
-        spec.zero = true;
+        conv.zero = true;
       } else {
         break;
       }
@@ -465,108 +466,108 @@ bool _format(_tagSINK & out, qefWChar const * f, _tagARGS & args) {
       ++f;
       int const width = va_arg(args.list, int);
       if (width < 0) {
-        spec.left = true;
-        spec.width = width == INT_MIN ? INT_MAX : -width;
+        conv.left = true;
+        conv.width = width == INT_MIN ? INT_MAX : -width;
       } else {
-        spec.width = width;
+        conv.width = width;
       }
     } else {
-      spec.width = _readNumber(f);
+      conv.width = _readNumber(f);
     }
     if (*f == u'.') {
       ++f;
       if (*f == u'*') {
         ++f;
         int const precision = va_arg(args.list, int);
-        spec.precision = precision < 0 ? -1 : precision;
+        conv.precision = precision < 0 ? -1 : precision;
       } else {
-        spec.precision = _readNumber(f);
+        conv.precision = _readNumber(f);
       }
     }
     switch (*f) {
     case u'h':
-      spec.size = f[1] == u'h' ? _eSIZE::HH : _eSIZE::H;
+      conv.size = f[1] == u'h' ? _eSIZE::HH : _eSIZE::H;
       f += f[1] == u'h' ? 2 : 1;
       break;
     case u'l':
-      spec.size = f[1] == u'l' ? _eSIZE::LL : _eSIZE::L;
+      conv.size = f[1] == u'l' ? _eSIZE::LL : _eSIZE::L;
       f += f[1] == u'l' ? 2 : 1;
       break;
     case u'j':
-      spec.size = _eSIZE::J;
+      conv.size = _eSIZE::J;
       ++f;
       break;
     case u'z':
-      spec.size = _eSIZE::Z;
+      conv.size = _eSIZE::Z;
       ++f;
       break;
     case u't':
-      spec.size = _eSIZE::T;
+      conv.size = _eSIZE::T;
       ++f;
       break;
     case u'L':
-      spec.size = _eSIZE::BigL;
+      conv.size = _eSIZE::BigL;
       ++f;
       break;
     case u'w':
-      spec.size = _eSIZE::W;
+      conv.size = _eSIZE::W;
       ++f;
       break;
     case u'I':
       if (f[1] == u'6' && f[2] == u'4') {
-        spec.size = _eSIZE::I64;
+        conv.size = _eSIZE::I64;
         f += 3;
       } else if (f[1] == u'3' && f[2] == u'2') {
-        spec.size = _eSIZE::I32;
+        conv.size = _eSIZE::I32;
         f += 3;
       } else {
-        spec.size = _eSIZE::I;
+        conv.size = _eSIZE::I;
         ++f;
       }
       break;
     default:
       break;
     }
-    spec.conversion = *f;
-    bool const narrow = spec.size == _eSIZE::H || spec.size == _eSIZE::HH;
-    bool const wide = spec.size == _eSIZE::L || spec.size == _eSIZE::W;
-    switch (spec.conversion) {
+    conv.conversion = *f;
+    bool const narrow = conv.size == _eSIZE::H || conv.size == _eSIZE::HH;
+    bool const wide = conv.size == _eSIZE::L || conv.size == _eSIZE::W;
+    switch (conv.conversion) {
     case u'd':
     case u'i': {
-      std::int64_t const value = _signedArgument(args, spec.size);
+      std::int64_t const value = _signedArgument(args, conv.size);
       bool const negative = value < 0;
       std::uint64_t const magnitude =
           negative ? 0 - static_cast<std::uint64_t>(value) : static_cast<std::uint64_t>(value);
-      _putInteger(out, spec, magnitude, negative);
+      _putInteger(out, conv, magnitude, negative);
       break;
     }
     case u'u':
     case u'o':
     case u'x':
     case u'X':
-      _putInteger(out, spec, _unsignedArgument(args, spec.size), false);
+      _putInteger(out, conv, _unsignedArgument(args, conv.size), false);
       break;
     case u'c':
     case u'C': {
       int const value = va_arg(args.list, int);
-      bool const byte = spec.conversion == u'c' ? narrow : !wide;
-      _putCharacter(out, spec,
+      bool const byte = conv.conversion == u'c' ? narrow : !wide;
+      _putCharacter(out, conv,
                     byte ? static_cast<unsigned char>(value) : static_cast<qefWChar>(value));
       break;
     }
     case u's':
     case u'S':
-      if (spec.conversion == u's' ? narrow : !wide) {
-        _putNarrowString(out, spec, va_arg(args.list, char const *));
+      if (conv.conversion == u's' ? narrow : !wide) {
+        _putNarrowString(out, conv, va_arg(args.list, char const *));
       } else {
-        _putWide(out, spec, va_arg(args.list, qefWChar const *));
+        _putWide(out, conv, va_arg(args.list, qefWChar const *));
       }
       break;
     case u'p':
-      _putPointer(out, spec, va_arg(args.list, void const *));
+      _putPointer(out, conv, va_arg(args.list, void const *));
       break;
     case u'n':
-      _storeCount(args, spec.size, out.total);
+      _storeCount(args, conv.size, out.total);
       break;
     case u'f':
     case u'F':
@@ -576,7 +577,7 @@ bool _format(_tagSINK & out, qefWChar const * f, _tagARGS & args) {
     case u'G':
     case u'a':
     case u'A':
-      if (!_putFloat(out, spec, args)) {
+      if (!_putFloat(out, conv, args)) {
         return false;
       }
       break;
