@@ -51,7 +51,6 @@ inline bool _isAscii8(unsigned char const * p) {
   return (v & kHigh8) == 0;
 }
 
-
 inline constexpr std::uint64_t kLanes16 = 0x0001000100010001ull;
 inline constexpr std::uint64_t kTop16 = 0x8000800080008000ull;
 
@@ -70,7 +69,8 @@ inline unsigned _nonZeroLanes(std::uint64_t v) {
 // never cross a page, so reading one that holds the terminator is safe even where the text's
 // allocation ends inside the block; the address and thread sanitizers are told so.
 template <typename U>
-__attribute__((no_sanitize_address, no_sanitize_thread)) inline std::size_t _wcsnlen(U const * p, std::uint64_t max) {
+__attribute__((no_sanitize_address, no_sanitize_thread)) inline std::size_t
+_wcsnlen(U const * p, std::uint64_t max) {
   static_assert(sizeof(U) == 2);
   std::size_t n = 0;
   while (n < max && (reinterpret_cast<std::uintptr_t>(p + n) & 15) != 0) {
