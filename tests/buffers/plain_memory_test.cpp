@@ -1,4 +1,5 @@
 #include <cstring>
+#include <string>
 
 #include <gtest/gtest.h>
 
@@ -11,9 +12,10 @@ using vorx::test::TestBlock;
 
 namespace {
 
-// Capacity of a plain block, which the public interface does not show.
-std::size_t Capacity(CPPlainMemory const & memory) {
-  return TestBlock(memory).GetAllocSize();
+// The size in use and the capacity, which the public interface does not show: "4/64".
+std::string Sizes(CPPlainMemory const & memory) {
+  return std::to_string(memory.GetMemorySize()) + "/" +
+         std::to_string(TestBlock(memory).GetAllocSize());
 }
 
 } // namespace
@@ -48,8 +50,7 @@ TEST(PlainMemory, IsMemoryCountsTheHeaderButNotItsFirstByte) {
 
 TEST(PlainMemory, AllocReserveAndResizeKeepTheirSizeRules) {
   CPPlainMemory memory;
-  EXPECT_TRUE(memory.Alloc(0));
-  EXPECT_FALSE(memory);
+  EXPECT_TRUE(memory.Alloc(0) && !memory);
   EXPECT_FALSE(memory._Alloc(4, nullptr));
   EXPECT_TRUE(memory._Alloc(0, nullptr));
 
@@ -58,8 +59,7 @@ TEST(PlainMemory, AllocReserveAndResizeKeepTheirSizeRules) {
   // Reserve keeps the bytes and the size; it is a no-op up to the size in use.
   EXPECT_TRUE(memory._Reserve(3, nullptr));
   ASSERT_TRUE(memory._Reserve(64, &CPPlainMemory::_vtbl));
-  EXPECT_EQ(memory.GetMemorySize(), 4u);
-  EXPECT_EQ(Capacity(memory), 64u);
+  EXPECT_EQ(Sizes(memory), "4/64");
   EXPECT_EQ(std::memcmp(memory, "abcd", 4), 0);
 
   // Growing within the capacity and shrinking change the size in place.
@@ -67,15 +67,14 @@ TEST(PlainMemory, AllocReserveAndResizeKeepTheirSizeRules) {
   EXPECT_TRUE(memory.Resize(40));
   EXPECT_TRUE(memory.Resize(2));
   EXPECT_EQ(static_cast<void const *>(memory), place);
-  EXPECT_EQ(memory.GetMemorySize(), 2u);
+  EXPECT_EQ(Sizes(memory), "2/64");
   // Beyond the capacity: a block of exactly the new size with the bytes in use moved over.
   EXPECT_TRUE(memory.Resize(100));
-  EXPECT_EQ(Capacity(memory), 100u);
+  EXPECT_EQ(Sizes(memory), "100/100");
   EXPECT_EQ(std::memcmp(memory, "ab", 2), 0);
-
   CPPlainMemory empty;
   EXPECT_TRUE(empty.Resize(8));
-  EXPECT_EQ(empty.GetMemorySize(), 8u);
+  EXPECT_EQ(Sizes(empty), "8/8");
   EXPECT_EQ(empty.GetTypeID(), CPPlainMemory::GetTypeID());
 }
 
@@ -88,6 +87,5 @@ TEST(PlainMemory, AllocationFailureLeavesTheHandleUnchanged) {
   EXPECT_FALSE(memory._Reserve(8, &CPPlainMemory::_vtbl));
   EXPECT_FALSE(memory.Resize(8));
   EXPECT_EQ(static_cast<void const *>(memory), place);
-  EXPECT_EQ(memory.GetMemorySize(), 4u);
-  EXPECT_EQ(Capacity(memory), 4u);
+  EXPECT_EQ(Sizes(memory), "4/4");
 }

@@ -27,8 +27,6 @@ int CompareBytesIn(void const * a, void const * b, void const * width) {
   return std::memcmp(a, b, *static_cast<std::size_t const *>(width));
 }
 
-enum class Shape { Random, Sorted, Reversed, AllEqual, FewDistinct };
-
 std::string Flatten(std::vector<std::string> const & items) {
   std::string flat;
   for (auto const & item : items) {
@@ -37,41 +35,32 @@ std::string Flatten(std::vector<std::string> const & items) {
   return flat;
 }
 
-// std::sort over the elements as strings is the oracle.
+// std::sort over the elements as strings is the oracle. Shapes: random bytes as they come,
+// sorted, reversed, then three distinct bytes, then all equal.
 TEST(Sort, AgreesWithStdSortForEveryShapeSizeAndWidth) {
   std::mt19937 rng(20261121);
-  std::vector<std::size_t> counts = {64, 257, 1000, 4099};
-  for (std::size_t n = 0; n <= 20; ++n) {
-    counts.push_back(n);
-  }
-  for (Shape shape :
-       {Shape::Random, Shape::Sorted, Shape::Reversed, Shape::AllEqual, Shape::FewDistinct}) {
+  for (int shape = 0; shape < 5; ++shape) {
     for (std::size_t width : {1, 3, 8, 13, 24}) {
-      for (std::size_t count : counts) {
-        std::vector<std::string> items(count, std::string(width, 'q'));
+      for (std::size_t count : {0,  1,  2,  3,  4,  5,  6,  7,  8,  9,   10,   11,  12,
+                                13, 14, 15, 16, 17, 18, 19, 20, 64, 257, 1000, 4099}) {
+        std::vector<std::string> items(count, std::string(width, 'a'));
         for (auto & item : items) {
           for (auto & ch : item) {
-            if (shape == Shape::FewDistinct) {
-              ch = static_cast<char>('a' + rng() % 3);
-            } else if (shape != Shape::AllEqual) {
-              ch = static_cast<char>(rng());
-            }
+            ch = static_cast<char>('a' + rng() % (shape == 3 ? 3 : shape == 4 ? 1 : 256));
           }
         }
-        if (shape == Shape::Sorted) {
-          std::sort(items.begin(), items.end());
-        } else if (shape == Shape::Reversed) {
-          std::sort(items.begin(), items.end(), std::greater<>());
-        }
         std::string plain = Flatten(items);
+        std::sort(items.begin(), items.end());
+        std::string const expected = Flatten(items);
+        if (shape == 1 || shape == 2) {
+          plain = shape == 1 ? expected : Flatten({items.rbegin(), items.rend()});
+        }
         std::string withContext = plain;
         g_width = width;
         vfqsort(plain.data(), count, width, &CompareBytes);
         vfpqsort(withContext.data(), count, width, &width, &CompareBytesIn);
-        std::sort(items.begin(), items.end());
-        ASSERT_EQ(plain, Flatten(items))
-            << "shape " << static_cast<int>(shape) << " width " << width << " count " << count;
-        ASSERT_EQ(withContext, plain) << "width " << width << " count " << count;
+        ASSERT_EQ(plain, expected) << "shape " << shape << " width " << width << " count " << count;
+        ASSERT_EQ(withContext, expected) << "width " << width << " count " << count;
       }
     }
   }
@@ -90,79 +79,49 @@ TEST(Sort, LeavesArraysOfFewerThanTwoOrWidthZeroUntouched) {
   EXPECT_STREQ(data, "dcba");
 }
 
-struct Tagged {
-  int key;
-  char tag;
-};
-
-int CompareKeys(void const * a, void const * b) {
-  int const x = static_cast<Tagged const *>(a)->key;
-  int const y = static_cast<Tagged const *>(b)->key;
-  return (x > y) - (x < y);
-}
-
-// The order of equal keys shows which algorithm ran: the selection pass moves the first of
-// equal maxima to the end; 9 elements are partitioned around the middle one.
+// Elements of two bytes, a key and a tag, compared by key only: the order of equal keys shows
+// which algorithm ran. The selection pass moves the first of equal maxima to the end; 9 elements
+// are partitioned around the middle one, which goes to the front.
 TEST(Sort, SelectionPassForEightOrFewerPartitionAbove) {
-  struct Row {
-    std::vector<int> keys; // tagged a, b, c, ... in order
-    char const * tags;     // tags after sorting
-  } const rows[] = {
-      {{5, 5}, "ba"},
-      {{1, 1, 1}, "bca"},
-      {{2, 1, 2, 1}, "bdca"},
-      {{0, 0, 0, 0, 0, 0, 0, 0}, "bcdefgha"},
-      {{0, 0, 0, 0, 0, 0, 0, 0, 0}, "ebcdafghi"}, // middle swapped to the front, nothing else
+  std::pair<std::string, char const *> const rows[] = {
+      {"5a5b", "5b5a"},
+      {"1a1b1c", "1b1c1a"},
+      {"2a1b2c1d", "1b1d2c2a"},
+      {"0a0b0c0d0e0f0g0h", "0b0c0d0e0f0g0h0a"},
+      {"0a0b0c0d0e0f0g0h0i", "0e0b0c0d0a0f0g0h0i"},
   };
-  for (Row const & row : rows) {
-    std::vector<Tagged> items;
-    for (int key : row.keys) {
-      items.push_back({key, static_cast<char>('a' + items.size())});
-    }
-    vfqsort(items.data(), items.size(), sizeof(Tagged), &CompareKeys);
-    std::string tags;
-    for (Tagged const & t : items) {
-      tags += t.tag;
-    }
-    EXPECT_EQ(tags, row.tags) << row.keys.size() << " elements";
+  std::size_t const keyWidth = 1;
+  for (auto [items, sorted] : rows) {
+    vfpqsort(items.data(), items.size() / 2, 2, &keyWidth, &CompareBytesIn);
+    EXPECT_EQ(items, sorted);
   }
 }
 
-int CompareInts(void const * a, void const * b) {
-  int const x = *static_cast<int const *>(a);
-  int const y = *static_cast<int const *>(b);
-  return (x > y) - (x < y);
-}
-
-int CompareIntsIn(void const * a, void const * b, void const * context) {
-  EXPECT_EQ(context, &g_width);
-  return CompareInts(a, b);
-}
-
-// Both forms against std::lower_bound: hand-picked cases, then random sorted arrays.
+// Both forms against std::lower_bound over one-byte elements: hand-picked cases, then random
+// sorted arrays.
 TEST(Sort, SearchGivesTheFirstPositionNotBelowTheKey) {
-  auto check = [](std::vector<int> const & array, int key) {
+  g_width = 1;
+  auto check = [](std::string const & array, char key) {
     auto const expected =
         static_cast<std::size_t>(std::lower_bound(array.begin(), array.end(), key) - array.begin());
-    EXPECT_EQ(vfqfind(&key, array.data(), array.size(), sizeof(int), &CompareInts), expected)
-        << array.size() << " elements, key " << key;
-    EXPECT_EQ(vfpqsearch(&key, array.data(), array.size(), sizeof(int), &g_width, &CompareIntsIn),
-              expected)
-        << array.size() << " elements, key " << key;
+    EXPECT_EQ(vfqfind(&key, array.data(), array.size(), 1, &CompareBytes), expected)
+        << '"' << array << "\" key " << key;
+    EXPECT_EQ(vfpqsearch(&key, array.data(), array.size(), 1, &g_width, &CompareBytesIn), expected)
+        << '"' << array << "\" key " << key;
   };
-  check({}, 7);
-  check({1, 3}, 3);             // equal to the last of two
-  check({2, 4, 6, 8}, 9);       // above all: the count
-  check({1, 3, 3, 3, 3, 9}, 3); // the first of equals
-  check({4, 4, 4, 4}, 4);
+  check("", '7');
+  check("13", '3');     // equal to the last of two
+  check("2468", '9');   // above all: the count
+  check("133339", '3'); // the first of equals
+  check("4444", '4');
   std::mt19937 rng(7);
   for (std::size_t count = 1; count < 100; ++count) {
-    std::vector<int> array(count);
-    for (int & v : array) {
-      v = static_cast<int>(rng() % 50);
+    std::string array(count, ' ');
+    for (char & c : array) {
+      c = static_cast<char>('a' + rng() % 20);
     }
     std::sort(array.begin(), array.end());
-    for (int key = -1; key <= 51; ++key) {
+    for (char key = 'a' - 1; key <= 'a' + 20; ++key) {
       check(array, key);
     }
   }
