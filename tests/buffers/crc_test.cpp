@@ -2,11 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdint>
 #include <random>
-#include <vector>
-
-namespace {
 
 using VORX::Buffers::CMachineCRC;
 
@@ -42,7 +38,8 @@ TEST(MachineCRC, MatchesCatalogueCheckValuesAndContinuesFromAnEarlierResult) {
 
 // CRC-64/ECMA-182 one bit at a time, most significant first: the definition of the checksum,
 // with none of the tables under test.
-std::uint64_t BitwiseCRC64(unsigned char const * data, std::size_t length, std::uint64_t crc) {
+static std::uint64_t BitwiseCRC64(unsigned char const * data, std::size_t length,
+                                  std::uint64_t crc) {
   for (std::size_t i = 0; i < length; ++i) {
     crc ^= std::uint64_t{data[i]} << 56;
     for (int bit = 0; bit < 8; ++bit) {
@@ -80,5 +77,3 @@ TEST(MachineCRC, ReturnsTheInitialValueForWidthsThatComputeNothing) {
     }
   }
 }
-
-} // namespace

@@ -4,7 +4,6 @@
 
 #include <latch>
 #include <thread>
-#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -12,15 +11,10 @@
 #include "support/diagnostics_capture.h"
 #include "support/memory_hooks.h"
 
-using VORX::Buffers::CPObjectMemory;
-using VORX::Buffers::tagCPOMEMHEADER;
+using namespace VORX::Buffers;
 using vorx::test::TestBlock;
 
-namespace {
-
 constexpr std::size_t kNone = static_cast<std::size_t>(-1);
-
-} // namespace
 
 TEST(ObjectMemory, CopiesShareOneCountedBlockAndTheLastReleaseFinalizes) {
   TestBlock::Calls() = {};

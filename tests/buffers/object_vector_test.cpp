@@ -1,22 +1,17 @@
 #include <algorithm>
-#include <string>
 
 #include <gtest/gtest.h>
 
 #include "buffers/test_blocks.h"
 #include "support/memory_hooks.h"
 
-using VORX::Buffers::CPObjectMemory;
-using VORX::Buffers::CPOMVector;
-using VORX::Buffers::CPTypedObjectVector;
+using namespace VORX::Buffers;
 using vorx::test::TestBlock;
-
-namespace {
 
 constexpr std::size_t kNone = static_cast<std::size_t>(-1);
 
 // A vector of distinct blocks holding `values`.
-CPOMVector Of(std::initializer_list<int> values) {
+static CPOMVector Of(std::initializer_list<int> values) {
   CPOMVector vector;
   for (int v : values) {
     vector.Insert(TestBlock::Make(v), kNone);
@@ -25,15 +20,13 @@ CPOMVector Of(std::initializer_list<int> values) {
 }
 
 // The values held ("-" for an empty element), then "/" and the capacity: "0 1 -/16".
-std::string Show(CPOMVector & vector) {
+static std::string Show(CPOMVector & vector) {
   std::string text;
   for (std::size_t i = 0; i < vector.GetNItems(); ++i) {
     text += (i ? " " : "") + (vector[i] ? std::to_string(TestBlock(vector[i]).value()) : "-");
   }
   return text + "/" + std::to_string(TestBlock(vector).GetAllocSize() / sizeof(CPObjectMemory));
 }
-
-} // namespace
 
 TEST(ObjectVector, SharesOnlyVectorsOfItsElementType) {
   CPOMVector numbers = Of({0, 1});
@@ -155,7 +148,7 @@ TEST(TypedObjectVector, KeepsOnePrivateCopyPerClassInTypeOrder) {
   CPTypedObjectVector set;
   EXPECT_FALSE(set.Set(CPObjectMemory()));
   TestBlock number = TestBlock::Make(1);
-  VORX::Buffers::CPPlainMemory bytes;
+  CPPlainMemory bytes;
   ASSERT_TRUE(bytes.Alloc(3));
   CPOMVector list = Of({0});
   ASSERT_TRUE(set.Set(list) && set.Set(number) && set.Set(bytes));

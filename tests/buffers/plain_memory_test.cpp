@@ -1,24 +1,18 @@
 #include <cstring>
-#include <string>
 
 #include <gtest/gtest.h>
 
 #include "buffers/test_blocks.h"
 #include "support/memory_hooks.h"
 
-using VORX::Buffers::CPObjectMemory;
-using VORX::Buffers::CPPlainMemory;
+using namespace VORX::Buffers;
 using vorx::test::TestBlock;
 
-namespace {
-
 // The size in use and the capacity, which the public interface does not show: "4/64".
-std::string Sizes(CPPlainMemory const & memory) {
+static std::string Sizes(CPPlainMemory const & memory) {
   return std::to_string(memory.GetMemorySize()) + "/" +
          std::to_string(TestBlock(memory).GetAllocSize());
 }
-
-} // namespace
 
 TEST(PlainMemory, SharesOnlyNonEmptyPlainBlocks) {
   CPPlainMemory bytes;

@@ -5,29 +5,22 @@
 #include <algorithm>
 #include <cstring>
 #include <random>
-#include <string>
-#include <vector>
 
-namespace {
-
-using VORX::Buffers::Sort::vfpqsearch;
-using VORX::Buffers::Sort::vfpqsort;
-using VORX::Buffers::Sort::vfqfind;
-using VORX::Buffers::Sort::vfqsort;
+using namespace VORX::Buffers::Sort;
 
 // Byte-wise comparison of whole elements; the plain form takes the width from this variable,
 // the context form from its context.
-std::size_t g_width = 0;
+static std::size_t g_width = 0;
 
-int CompareBytes(void const * a, void const * b) {
+static int CompareBytes(void const * a, void const * b) {
   return std::memcmp(a, b, g_width);
 }
 
-int CompareBytesIn(void const * a, void const * b, void const * width) {
+static int CompareBytesIn(void const * a, void const * b, void const * width) {
   return std::memcmp(a, b, *static_cast<std::size_t const *>(width));
 }
 
-std::string Flatten(std::vector<std::string> const & items) {
+static std::string Flatten(std::vector<std::string> const & items) {
   std::string flat;
   for (auto const & item : items) {
     flat += item;
@@ -66,7 +59,7 @@ TEST(Sort, AgreesWithStdSortForEveryShapeSizeAndWidth) {
   }
 }
 
-int Uncallable(void const *, void const *, void const *) {
+static int Uncallable(void const *, void const *, void const *) {
   ADD_FAILURE() << "nothing to compare";
   return 0;
 }
@@ -97,8 +90,8 @@ TEST(Sort, SelectionPassForEightOrFewerPartitionAbove) {
   }
 }
 
-// Both forms against std::lower_bound over one-byte elements: hand-picked cases, then random
-// sorted arrays.
+// Both forms against std::lower_bound over one-byte elements: an empty array, then random
+// sorted arrays with runs of equal keys and keys below, between and above them all.
 TEST(Sort, SearchGivesTheFirstPositionNotBelowTheKey) {
   g_width = 1;
   auto check = [](std::string const & array, char key) {
@@ -110,10 +103,6 @@ TEST(Sort, SearchGivesTheFirstPositionNotBelowTheKey) {
         << '"' << array << "\" key " << key;
   };
   check("", '7');
-  check("13", '3');     // equal to the last of two
-  check("2468", '9');   // above all: the count
-  check("133339", '3'); // the first of equals
-  check("4444", '4');
   std::mt19937 rng(7);
   for (std::size_t count = 1; count < 100; ++count) {
     std::string array(count, ' ');
@@ -128,7 +117,7 @@ TEST(Sort, SearchGivesTheFirstPositionNotBelowTheKey) {
 }
 
 TEST(Sort, SwapExchangesExactlyWidthBytes) {
-  for (std::size_t width = 0; width <= 20; ++width) {
+  for (std::size_t width : {0, 1, 7, 8, 13, 16}) {
     std::string a = "ABCDEFGHIJKLMNOPQRSTUVWX";
     std::string b = "abcdefghijklmnopqrstuvwx";
     std::string const wantA = b.substr(0, width) + a.substr(width);
@@ -141,5 +130,3 @@ TEST(Sort, SwapExchangesExactlyWidthBytes) {
   VORX::Buffers::swap(same.data(), same.data(), 10);
   EXPECT_EQ(same, "0123456789");
 }
-
-} // namespace

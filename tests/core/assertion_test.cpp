@@ -9,11 +9,11 @@ using vorx::test::BoxCapture;
 using vorx::test::LogCapture;
 using vorx::test::SwitchesScope;
 
-// The messages logged, one per line.
+// The lines logged, each as its level, a blank and its message.
 static std::u16string Logged(LogCapture const & log) {
   std::u16string text;
   for (auto const & line : log.Lines()) {
-    text += line.message + u"\n";
+    text += char16_t(u'0' + line.level) + (u" " + line.message + u"\n");
   }
   return text;
 }
@@ -23,11 +23,10 @@ TEST(RTABox, LogsEveryReportAndAnswersTrueOnlyForCancel) {
   {
     SwitchesScope off({false, false, false});
     EXPECT_FALSE(OS::RTABox("Runtime assumption failed", "pMHO->pVTbl"));
+    ASSERT_EQ(log.Lines().size(), 1u);
+    EXPECT_EQ(log.Lines()[0].category + u"|" + log.Lines()[0].format,
+              u"VORX|Failed assumption: %hs:%hs");
   }
-  ASSERT_EQ(log.Lines().size(), 1u);
-  EXPECT_EQ(log.Lines()[0].level, qefDL_Error);
-  EXPECT_EQ(log.Lines()[0].category + u"|" + log.Lines()[0].format,
-            u"VORX|Failed assumption: %hs:%hs");
   {
     BoxCapture ok(false);
     EXPECT_FALSE(OS::RTABox("cap", "ok"));
@@ -41,9 +40,9 @@ TEST(RTABox, LogsEveryReportAndAnswersTrueOnlyForCancel) {
   BoxCapture throwing;
   OS::SetAssertBox([](char const *, char const *) -> bool { throw 1; }); // counts as Cancel
   EXPECT_TRUE(OS::RTABox("cap", "throw"));
-  EXPECT_EQ(Logged(log), u"Failed assumption: Runtime assumption failed:pMHO->pVTbl\n"
-                         u"Failed assumption: cap:ok\nFailed assumption: cap:cancel\n"
-                         u"Failed assumption: cap:throw\n");
+  EXPECT_EQ(Logged(log), u"1 Failed assumption: Runtime assumption failed:pMHO->pVTbl\n"
+                         u"1 Failed assumption: cap:ok\n1 Failed assumption: cap:cancel\n"
+                         u"1 Failed assumption: cap:throw\n");
 }
 
 // Regression: the assertion lock must be recursive, or a box that asserts deadlocks.
@@ -69,32 +68,28 @@ TEST(AssumptionChecks, ReportOnlyTheFailingCondition) {
   EXPECT_TRUE(_istrue_(true, "a,1:x"));
   EXPECT_FALSE(_isfalse_(false, "b,2:y"));
   EXPECT_EQ(Logged(log),
-            u"Failed assumption: RTA_ON_TRUE:a,1:x\nFailed assumption: RTA_ON_FALSE:b,2:y\n");
+            u"1 Failed assumption: RTA_ON_TRUE:a,1:x\n1 Failed assumption: RTA_ON_FALSE:b,2:y\n");
 }
 
 TEST(ResultCode, FailuresApplyTheTwoSwitches) {
   std::int32_t const fail = static_cast<std::int32_t>(0x80004005u);
-  LogCapture log;
-  {
-    SwitchesScope logOnly({false, true, false});
-    EXPECT_TRUE(VORX::hr(0) && VORX::hr(1));
-    EXPECT_TRUE(log.Lines().empty()) << "success codes never log";
-    VORX::hr const failed(fail);
-    EXPECT_FALSE(failed);
-    EXPECT_TRUE(failed == fail && failed == VORX::hr(fail)); // the second one logs too
+  struct Row {
+    tagDEBUGSWITCHES switches; // AssertBox, LogFailedHRESULT, BreakOnHRESULT
+    std::int32_t code;
+    char16_t const * logged;
+  } const rows[] = {
+      {{false, true, true}, 0, u""},
+      {{false, true, true}, 1, u""},
+      {{false, true, false}, fail, u"8 lResult < 0: 80004005\n"},
+      {{false, false, true}, -1, u"1 Failed assumption: RTA_ON_TRUE:VORXQEF,22:lResult < 0\n"},
+      {{false, false, false}, -1, u""},
+  };
+  for (Row const & row : rows) {
+    LogCapture log;
+    SwitchesScope switches(row.switches);
+    VORX::hr const result(row.code);
+    EXPECT_EQ(static_cast<bool>(result), row.code >= 0) << row.code;
+    EXPECT_EQ(Logged(log), row.logged) << row.code;
+    EXPECT_TRUE(result == row.code && static_cast<std::int32_t>(result) == row.code);
   }
-  ASSERT_EQ(log.Lines().size(), 2u);
-  EXPECT_EQ(log.Lines()[0].level, qefDL_Trace);
-  EXPECT_EQ(Logged(log), u"lResult < 0: 80004005\nlResult < 0: 80004005\n");
-
-  log.Clear();
-  {
-    SwitchesScope breakOnly({false, false, true});
-    VORX::hr const failed(-1);
-  }
-  {
-    SwitchesScope off({false, false, false});
-    VORX::hr const failed(-1);
-  }
-  EXPECT_EQ(Logged(log), u"Failed assumption: RTA_ON_TRUE:VORXQEF,22:lResult < 0\n");
 }

@@ -1,6 +1,4 @@
 #include <stdexcept>
-#include <string>
-#include <vector>
 
 #include <gtest/gtest.h>
 #include <vorx/develop.h>

@@ -2,7 +2,6 @@
 
 #include <cstdio>
 #include <fstream>
-#include <string>
 
 #include <gtest/gtest.h>
 #include <vorx/core.h>
@@ -10,15 +9,13 @@
 
 using namespace VORX::Core::OS;
 
-namespace {
-
-std::string SettingsFor(char const * modulePath, std::size_t size = 256) {
+static std::string SettingsFor(char const * modulePath, std::size_t size = 256) {
   char buffer[256];
   return _SettingsPathFor(modulePath, buffer, size) ? buffer : "<fail>";
 }
 
 // The three switches read from a fresh file holding `text`, as "AssertBox Log Break" digits.
-std::string Read(std::string const & text) {
+static std::string Read(std::string const & text) {
   std::string const path =
       ::testing::TempDir() + "vorx_settings_" + std::to_string(getpid()) + ".ini";
   std::ofstream(path) << text;
@@ -26,8 +23,6 @@ std::string Read(std::string const & text) {
   std::remove(path.c_str());
   return {char('0' + s.AssertBox), char('0' + s.LogFailedHRESULT), char('0' + s.BreakOnHRESULT)};
 }
-
-} // namespace
 
 TEST(SettingsFile, SitsBesideTheModuleFromItsLastDot) {
   EXPECT_EQ(SettingsFor("/usr/lib/libvorx.so"), "/usr/lib/libvorx.ini");
