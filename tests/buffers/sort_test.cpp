@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <numeric>
 #include <random>
 
 using namespace VORX::Buffers::Sort;
@@ -20,14 +21,6 @@ static int CompareBytesIn(void const * a, void const * b, void const * width) {
   return std::memcmp(a, b, *static_cast<std::size_t const *>(width));
 }
 
-static std::string Flatten(std::vector<std::string> const & items) {
-  std::string flat;
-  for (auto const & item : items) {
-    flat += item;
-  }
-  return flat;
-}
-
 // std::sort over the elements as strings is the oracle. Shapes: random bytes as they come,
 // sorted, reversed, then three distinct bytes, then all equal.
 TEST(Sort, AgreesWithStdSortForEveryShapeSizeAndWidth) {
@@ -42,11 +35,12 @@ TEST(Sort, AgreesWithStdSortForEveryShapeSizeAndWidth) {
             ch = static_cast<char>('a' + rng() % (shape == 3 ? 3 : shape == 4 ? 1 : 256));
           }
         }
-        std::string plain = Flatten(items);
+        std::string plain = std::accumulate(items.begin(), items.end(), std::string());
         std::sort(items.begin(), items.end());
-        std::string const expected = Flatten(items);
+        std::string const expected = std::accumulate(items.begin(), items.end(), std::string());
         if (shape == 1 || shape == 2) {
-          plain = shape == 1 ? expected : Flatten({items.rbegin(), items.rend()});
+          plain =
+              shape == 1 ? expected : std::accumulate(items.rbegin(), items.rend(), std::string());
         }
         std::string withContext = plain;
         g_width = width;

@@ -7,15 +7,13 @@ using namespace VORX::Develop;
 TEST(Clocks, RoundHalfUpToMicrosecondsAndMilliseconds) {
   struct Row {
     std::uint64_t nanos, micros, millis;
-  } const rows[] = {
-      {499, 0, 0},
-      {500, 1, 0},
-      {1499, 1, 0},
-      {499999, 500, 0},
-      {500000, 500, 1},
-      {2500000, 2500, 3},
-      {UINT64_MAX, 18446744073709552, 18446744073710},
-  };
+  } const rows[] = {{499, 0, 0},
+                    {500, 1, 0},
+                    {1499, 1, 0},
+                    {499999, 500, 0},
+                    {500000, 500, 1},
+                    {2500000, 2500, 3},
+                    {UINT64_MAX, 18446744073709552, 18446744073710}};
   for (Row const & row : rows) {
     EXPECT_EQ(_nanoToMicro(row.nanos), row.micros) << row.nanos;
     EXPECT_EQ(_nanoToMilli(row.nanos), row.millis) << row.nanos;
