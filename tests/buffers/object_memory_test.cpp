@@ -150,9 +150,9 @@ TEST(ObjectMemory, CloneFailuresKeepTheSharedBlockAndShowABox) {
     TestBlock throwing;
     ASSERT_TRUE(alone.Alloc(8, &TestBlock::NoCloneTable));
     ASSERT_TRUE(throwing.Alloc(8, &TestBlock::ThrowingTable));
+    EXPECT_FALSE(alone.clone()) << "refused even when unshared";
     TestBlock shared(alone);
     TestBlock sharedThrowing(throwing);
-    EXPECT_FALSE(alone.clone()) << "refused even when unshared";
     EXPECT_FALSE(shared.clone());
     EXPECT_FALSE(sharedThrowing.clone());
     EXPECT_TRUE(shared == alone && sharedThrowing == throwing);
