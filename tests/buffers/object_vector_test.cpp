@@ -46,6 +46,9 @@ TEST(ObjectVector, InsertGrowsSixteenAtATimeAndAppendsPastTheEnd) {
   ASSERT_TRUE(vector.Insert(TestBlock::Make(8), 0));
   ASSERT_TRUE(vector.Insert(TestBlock::Make(9), 2));
   EXPECT_EQ(Show(vector), "8 0 9 1 2 7/16");
+  CPOMVector three(3); // full at capacity 3
+  ASSERT_TRUE(three.Insert(TestBlock::Make(7), 1));
+  EXPECT_EQ(Show(three), "- 7 - -/19") << "growth is linear, not doubling";
 
   // Regression: an element of the vector itself can be inserted while the block must grow.
   CPOMVector full = Of({0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15});
