@@ -96,3 +96,8 @@ TEST(ResultCode, FailuresApplyTheTwoSwitches) {
                 result == VORX::hr(row.code));
   }
 }
+
+TEST(Platform, IsLittleEndianWithSixteenBitWideCharacters) {
+  EXPECT_FALSE(_isBigEndian());
+  EXPECT_FALSE(_isWChar32());
+}
