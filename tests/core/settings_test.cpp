@@ -2,88 +2,70 @@
 
 #include <cstdio>
 #include <fstream>
-#include <string>
 
 #include <gtest/gtest.h>
 #include <vorx/core.h>
 #include <vorx/develop.h>
 
-using VORX::Develop::tagDEBUGSWITCHES;
+using namespace VORX::Core::OS;
 
-namespace {
-
-std::string SettingsFor(char const * modulePath) {
+static std::string SettingsFor(char const * modulePath, std::size_t size = 256) {
   char buffer[256];
-  return VORX::Core::OS::_SettingsPathFor(modulePath, buffer, sizeof buffer) ? buffer : "<fail>";
+  return _SettingsPathFor(modulePath, buffer, size) ? buffer : "<fail>";
 }
 
-// Writes `text` to a fresh file and reads the switches from it.
-tagDEBUGSWITCHES Read(std::string const & text) {
+// The three switches read from a fresh file holding `text`, as three digits.
+static std::string Read(std::string const & text) {
   std::string const path =
       ::testing::TempDir() + "vorx_settings_" + std::to_string(getpid()) + ".ini";
   std::ofstream(path) << text;
-  tagDEBUGSWITCHES const switches = VORX::Develop::OS::_ReadDebugSettings(path.c_str());
+  auto const s = VORX::Develop::OS::_ReadDebugSettings(path.c_str());
   std::remove(path.c_str());
-  return switches;
+  return {char('0' + s.AssertBox), char('0' + s.LogFailedHRESULT), char('0' + s.BreakOnHRESULT)};
 }
-
-bool operator==(tagDEBUGSWITCHES const & a, tagDEBUGSWITCHES const & b) {
-  return a.AssertBox == b.AssertBox && a.LogFailedHRESULT == b.LogFailedHRESULT &&
-         a.BreakOnHRESULT == b.BreakOnHRESULT;
-}
-
-} // namespace
 
 TEST(SettingsFile, SitsBesideTheModuleFromItsLastDot) {
   EXPECT_EQ(SettingsFor("/usr/lib/libvorx.so"), "/usr/lib/libvorx.ini");
   EXPECT_EQ(SettingsFor("x:/dir/name.dll"), "x:/dir/name.ini");
   EXPECT_EQ(SettingsFor("/opt/v1.2/libvorx"), "/opt/v1.ini") << "a dot in a directory counts";
   EXPECT_EQ(SettingsFor("/opt/libvorx"), "/opt/libvorx.ini");
-  char tiny[8];
-  EXPECT_FALSE(VORX::Core::OS::_SettingsPathFor("/usr/lib/libvorx.so", tiny, sizeof tiny));
-  EXPECT_FALSE(VORX::Core::OS::_SettingsPathFor(nullptr, tiny, sizeof tiny));
+  EXPECT_EQ(SettingsFor("/usr/lib/libvorx.so", 8), "<fail>");
+  EXPECT_EQ(SettingsFor(nullptr), "<fail>");
 }
 
 TEST(SettingsFile, ReadsTheDebugSectionLikeTheProfileReader) {
-  struct Row {
-    char const * text;
-    tagDEBUGSWITCHES expected;
-  } const rows[] = {
-      {"", {false, false, false}},
-      {"[Debug]\nAssertBox=1\n", {true, false, false}},
-      {"[debug]\nassertbox=1\nLOGFAILEDHRESULT=2\n", {true, true, false}},
-      {"[Debug]\nBreakOnHRESULT=7abc\n", {false, false, true}}, // a leading integer
-      {"[Debug]\nAssertBox=abc\nLogFailedHRESULT=0\n", {false, false, false}},
-      {"[Debug]\nAssertBox=-1\n", {true, false, false}},
-      {"[Other]\nAssertBox=1\n", {false, false, false}},
-      {"[Debug]\nAssertBox=0\nAssertBox=1\n", {false, false, false}}, // the first one counts
+  // The file's text, then AssertBox, LogFailedHRESULT and BreakOnHRESULT as read.
+  std::pair<char const *, char const *> const rows[] = {
+      {"", "000"},
+      {"[debug]\nassertbox=1\nLOGFAILEDHRESULT=2\n", "110"}, // any case, any non-zero value
+      {"[Debug]\nBreakOnHRESULT=7abc\n", "001"},             // a leading integer
+      {"[Debug]\nAssertBox=abc\nLogFailedHRESULT=0\n", "000"},
+      {"[Debug]\nAssertBox=-1\n", "100"},
+      {"[Other]\nAssertBox=1\n", "000"},
+      {"[Debug]\nAssertBox=0\nAssertBox=1\n", "000"}, // the first one counts
   };
-  for (Row const & row : rows) {
-    EXPECT_TRUE(Read(row.text) == row.expected) << row.text;
+  for (auto [text, switches] : rows) {
+    EXPECT_EQ(Read(text), switches) << text;
   }
-  EXPECT_TRUE(VORX::Develop::OS::_ReadDebugSettings("/nonexistent/vorx.ini") ==
-              (tagDEBUGSWITCHES{false, false, false}));
+  auto const missing = VORX::Develop::OS::_ReadDebugSettings("/nonexistent/vorx.ini");
+  EXPECT_FALSE(missing.AssertBox || missing.LogFailedHRESULT || missing.BreakOnHRESULT);
 }
 
 TEST(ProcessPaths, SplitAtTheLastSeparatorWithForwardSlashes) {
   qefWChar name[64];
   qefWChar directory[64];
-  ASSERT_TRUE(VORX::Core::OS::_SplitExecutablePath("D:\\apps\\tool.exe", name, directory, 64));
-  EXPECT_EQ(std::u16string(name), u"tool.exe");
-  EXPECT_EQ(std::u16string(directory), u"D:/apps/");
-  ASSERT_TRUE(VORX::Core::OS::_SplitExecutablePath("/usr/bin/h\xC3\xA9te", name, directory, 64));
-  EXPECT_EQ(std::u16string(name), u"h\u00e9te");
-  EXPECT_EQ(std::u16string(directory), u"/usr/bin/");
-  EXPECT_FALSE(VORX::Core::OS::_SplitExecutablePath("tool.exe", name, directory, 64));
-  EXPECT_FALSE(VORX::Core::OS::_SplitExecutablePath("", name, directory, 64));
+  ASSERT_TRUE(_SplitExecutablePath("D:\\apps\\tool.exe", name, directory, 64));
+  EXPECT_EQ(std::u16string(directory) + u"|" + name, u"D:/apps/|tool.exe");
+  ASSERT_TRUE(_SplitExecutablePath("/usr/bin/h\xC3\xA9te", name, directory, 64));
+  EXPECT_EQ(std::u16string(directory) + u"|" + name, u"/usr/bin/|h\u00e9te");
+  EXPECT_FALSE(_SplitExecutablePath("tool.exe", name, directory, 64));
+  EXPECT_FALSE(_SplitExecutablePath("", name, directory, 64));
 }
 
 TEST(ProcessPaths, DescribeThisTestProgram) {
-  EXPECT_TRUE(VORX::Core::OS::_LoadSucceeded());
-  EXPECT_EQ(std::u16string(VORX::Core::OS::GetProcessName()), u"vorx_core_tests");
-  std::u16string const startup = VORX::Core::OS::GetStartupPath();
-  ASSERT_FALSE(startup.empty());
-  EXPECT_EQ(startup.front(), u'/');
-  EXPECT_EQ(startup.back(), u'/');
-  EXPECT_EQ(std::u16string(VORX::Core::OS::GetPlatformString()), u"Linux");
+  EXPECT_TRUE(_LoadSucceeded());
+  EXPECT_EQ(std::u16string(GetProcessName()), u"vorx_core_tests");
+  std::u16string const startup = GetStartupPath();
+  EXPECT_TRUE(startup.size() > 1 && startup.front() == u'/' && startup.back() == u'/');
+  EXPECT_EQ(std::u16string(GetPlatformString()), u"Linux");
 }
