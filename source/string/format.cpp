@@ -4,6 +4,7 @@
 #include <vorx/core.h>
 #include <vorx/string.h>
 
+#include "format_conventions.h"
 #include "format_utf8.h"
 
 #include <climits>
@@ -52,13 +53,6 @@ struct _tagSINK {
     total += n;
   }
 };
-
-// The argument list, wrapped so that helpers can take it by reference on every ABI.
-struct _tagARGS {
-  std::va_list list;
-};
-
-enum class _eSIZE : unsigned char { None, HH, H, L, LL, J, Z, T, BigL, I64, I32, I, W };
 
 struct _tagCONVERSION {
   bool left;
@@ -484,50 +478,7 @@ bool _format(_tagSINK & out, qefWChar const * f, _tagARGS & args) {
         conv.precision = _readNumber(f);
       }
     }
-    switch (*f) {
-    case u'h':
-      conv.size = f[1] == u'h' ? _eSIZE::HH : _eSIZE::H;
-      f += f[1] == u'h' ? 2 : 1;
-      break;
-    case u'l':
-      conv.size = f[1] == u'l' ? _eSIZE::LL : _eSIZE::L;
-      f += f[1] == u'l' ? 2 : 1;
-      break;
-    case u'j':
-      conv.size = _eSIZE::J;
-      ++f;
-      break;
-    case u'z':
-      conv.size = _eSIZE::Z;
-      ++f;
-      break;
-    case u't':
-      conv.size = _eSIZE::T;
-      ++f;
-      break;
-    case u'L':
-      conv.size = _eSIZE::BigL;
-      ++f;
-      break;
-    case u'w':
-      conv.size = _eSIZE::W;
-      ++f;
-      break;
-    case u'I':
-      if (f[1] == u'6' && f[2] == u'4') {
-        conv.size = _eSIZE::I64;
-        f += 3;
-      } else if (f[1] == u'3' && f[2] == u'2') {
-        conv.size = _eSIZE::I32;
-        f += 3;
-      } else {
-        conv.size = _eSIZE::I;
-        ++f;
-      }
-      break;
-    default:
-      break;
-    }
+    conv.size = _readSizePrefix(f);
     conv.conversion = *f;
     bool const narrow = conv.size == _eSIZE::H || conv.size == _eSIZE::HH;
     bool const wide = conv.size == _eSIZE::L || conv.size == _eSIZE::W;

@@ -4,6 +4,7 @@
 #include <vorx/core.h>
 #include <vorx/string.h>
 
+#include "format_conventions.h"
 #include "format_utf8.h"
 
 #include <climits>
@@ -11,12 +12,6 @@
 
 namespace VORX::String {
 namespace {
-
-struct _tagARGS {
-  std::va_list list;
-};
-
-enum class _eSIZE : unsigned char { None, HH, H, L, LL, J, Z, T, BigL, I64, I32, I, W };
 
 // A float's characters fit here unless the input holds an absurdly long number.
 constexpr std::size_t g_floatStack = 512;
@@ -277,51 +272,7 @@ int _scan(qefWChar const * p, qefWChar const * f, _tagARGS & args) {
     }
     int const width = _readNumber(f);
     std::size_t const limit = width > 0 ? static_cast<std::size_t>(width) : SIZE_MAX;
-    _eSIZE size = _eSIZE::None;
-    switch (*f) {
-    case u'h':
-      size = f[1] == u'h' ? _eSIZE::HH : _eSIZE::H;
-      f += f[1] == u'h' ? 2 : 1;
-      break;
-    case u'l':
-      size = f[1] == u'l' ? _eSIZE::LL : _eSIZE::L;
-      f += f[1] == u'l' ? 2 : 1;
-      break;
-    case u'j':
-      size = _eSIZE::J;
-      ++f;
-      break;
-    case u'z':
-      size = _eSIZE::Z;
-      ++f;
-      break;
-    case u't':
-      size = _eSIZE::T;
-      ++f;
-      break;
-    case u'L':
-      size = _eSIZE::BigL;
-      ++f;
-      break;
-    case u'w':
-      size = _eSIZE::W;
-      ++f;
-      break;
-    case u'I':
-      if (f[1] == u'6' && f[2] == u'4') {
-        size = _eSIZE::I64;
-        f += 3;
-      } else if (f[1] == u'3' && f[2] == u'2') {
-        size = _eSIZE::I32;
-        f += 3;
-      } else {
-        size = _eSIZE::I;
-        ++f;
-      }
-      break;
-    default:
-      break;
-    }
+    _eSIZE const size = _readSizePrefix(f);
     qefWChar const conversion = *f++;
     bool const narrowSize = size == _eSIZE::H || size == _eSIZE::HH;
     bool const wideSize = size == _eSIZE::L || size == _eSIZE::W;

@@ -1,0 +1,67 @@
+// What the 16-bit formatter and scanner share: the argument list wrapper and the size prefixes
+// of a conversion, in the conventions of the Windows wide runtime beside the C99 ones.
+#pragma once
+
+#include <cstdarg>
+
+#include <vorx/base.h>
+
+namespace VORX::String {
+
+// The argument list, wrapped so that helpers can take it by reference on every ABI.
+struct _tagARGS {
+  std::va_list list;
+};
+
+// The size prefix of a conversion: none, hh, h, l, ll, j, z, t, L, I64, I32, I, w.
+enum class _eSIZE : unsigned char { None, HH, H, L, LL, J, Z, T, BigL, I64, I32, I, W };
+
+// Reads the size prefix at `f`, if any, and moves past it.
+inline _eSIZE _readSizePrefix(qefWChar const *& f) {
+  switch (*f) {
+  case u'h':
+    if (f[1] == u'h') {
+      f += 2;
+      return _eSIZE::HH;
+    }
+    ++f;
+    return _eSIZE::H;
+  case u'l':
+    if (f[1] == u'l') {
+      f += 2;
+      return _eSIZE::LL;
+    }
+    ++f;
+    return _eSIZE::L;
+  case u'j':
+    ++f;
+    return _eSIZE::J;
+  case u'z':
+    ++f;
+    return _eSIZE::Z;
+  case u't':
+    ++f;
+    return _eSIZE::T;
+  case u'L':
+    ++f;
+    return _eSIZE::BigL;
+  case u'w':
+    ++f;
+    return _eSIZE::W;
+  case u'I':
+    if (f[1] == u'6' && f[2] == u'4') {
+      f += 3;
+      return _eSIZE::I64;
+    }
+    if (f[1] == u'3' && f[2] == u'2') {
+      f += 3;
+      return _eSIZE::I32;
+    }
+    ++f;
+    return _eSIZE::I;
+  default:
+    return _eSIZE::None;
+  }
+}
+
+} // namespace VORX::String
