@@ -382,39 +382,6 @@ bool _putFloat(_tagSINK & out, _tagCONVERSION const & conv, _tagARGS & args) {
   return length >= 0;
 }
 
-void _storeCount(_tagARGS & args, _eSIZE size, std::size_t total) {
-  auto const n = static_cast<long long>(total);
-  switch (size) {
-  case _eSIZE::HH:
-    *va_arg(args.list, signed char *) = static_cast<signed char>(n);
-    return;
-  case _eSIZE::H:
-    *va_arg(args.list, short *) = static_cast<short>(n);
-    return;
-  case _eSIZE::L:
-    *va_arg(args.list, long *) = static_cast<long>(n);
-    return;
-  case _eSIZE::LL:
-  case _eSIZE::BigL:
-  case _eSIZE::I64:
-    *va_arg(args.list, long long *) = n;
-    return;
-  case _eSIZE::J:
-    *va_arg(args.list, std::intmax_t *) = n;
-    return;
-  case _eSIZE::Z:
-  case _eSIZE::T:
-  case _eSIZE::I:
-    *va_arg(args.list, std::ptrdiff_t *) = static_cast<std::ptrdiff_t>(n);
-    return;
-  case _eSIZE::I32:
-  case _eSIZE::None:
-  case _eSIZE::W:
-    break;
-  }
-  *va_arg(args.list, int *) = static_cast<int>(n);
-}
-
 // Reads a decimal number, saturating at INT_MAX.
 int _readNumber(qefWChar const *& f) {
   int value = 0;
@@ -518,7 +485,7 @@ bool _format(_tagSINK & out, qefWChar const * f, _tagARGS & args) {
       _putPointer(out, conv, va_arg(args.list, void const *));
       break;
     case u'n':
-      _storeCount(args, conv.size, out.total);
+      _storeInteger(args, conv.size, out.total);
       break;
     case u'f':
     case u'F':

@@ -3,6 +3,8 @@
 #pragma once
 
 #include <cstdarg>
+#include <cstddef>
+#include <cstdint>
 
 #include <vorx/base.h>
 
@@ -62,6 +64,40 @@ inline _eSIZE _readSizePrefix(qefWChar const *& f) {
   default:
     return _eSIZE::None;
   }
+}
+
+// Stores `value` through the pointer argument of the size's integer type (a `%n` count or a
+// scanned integer; signed and unsigned targets of one size take the same bits).
+inline void _storeInteger(_tagARGS & args, _eSIZE size, std::uint64_t value) {
+  switch (size) {
+  case _eSIZE::HH:
+    *va_arg(args.list, unsigned char *) = static_cast<unsigned char>(value);
+    return;
+  case _eSIZE::H:
+    *va_arg(args.list, unsigned short *) = static_cast<unsigned short>(value);
+    return;
+  case _eSIZE::L:
+    *va_arg(args.list, unsigned long *) = static_cast<unsigned long>(value);
+    return;
+  case _eSIZE::LL:
+  case _eSIZE::BigL:
+  case _eSIZE::I64:
+    *va_arg(args.list, unsigned long long *) = value;
+    return;
+  case _eSIZE::J:
+    *va_arg(args.list, std::uintmax_t *) = value;
+    return;
+  case _eSIZE::Z:
+  case _eSIZE::T:
+  case _eSIZE::I:
+    *va_arg(args.list, std::size_t *) = static_cast<std::size_t>(value);
+    return;
+  case _eSIZE::I32:
+  case _eSIZE::None:
+  case _eSIZE::W:
+    break;
+  }
+  *va_arg(args.list, unsigned *) = static_cast<unsigned>(value);
 }
 
 } // namespace VORX::String

@@ -39,38 +39,6 @@ bool _isFloatUnit(qefWChar unit) {
          unit == u'(' || unit == u')' || unit == u'_';
 }
 
-void _storeInteger(_tagARGS & args, _eSIZE size, std::uint64_t value) {
-  switch (size) {
-  case _eSIZE::HH:
-    *va_arg(args.list, unsigned char *) = static_cast<unsigned char>(value);
-    return;
-  case _eSIZE::H:
-    *va_arg(args.list, unsigned short *) = static_cast<unsigned short>(value);
-    return;
-  case _eSIZE::L:
-    *va_arg(args.list, unsigned long *) = static_cast<unsigned long>(value);
-    return;
-  case _eSIZE::LL:
-  case _eSIZE::BigL:
-  case _eSIZE::I64:
-    *va_arg(args.list, unsigned long long *) = value;
-    return;
-  case _eSIZE::J:
-    *va_arg(args.list, std::uintmax_t *) = value;
-    return;
-  case _eSIZE::Z:
-  case _eSIZE::T:
-  case _eSIZE::I:
-    *va_arg(args.list, std::size_t *) = static_cast<std::size_t>(value);
-    return;
-  case _eSIZE::I32:
-  case _eSIZE::None:
-  case _eSIZE::W:
-    break;
-  }
-  *va_arg(args.list, unsigned *) = static_cast<unsigned>(value);
-}
-
 // Reads an integer of `base` (0: by its prefix) from at most `width` units, as strtoll (signed)
 // or strtoull would: a value beyond 64 bits saturates, a minus sign negates an unsigned value.
 // A lone "0x" prefix reads as 0. False when no digit is there.
