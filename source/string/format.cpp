@@ -382,16 +382,6 @@ bool _putFloat(_tagSINK & out, _tagCONVERSION const & conv, _tagARGS & args) {
   return length >= 0;
 }
 
-// Reads a decimal number, saturating at INT_MAX.
-int _readNumber(qefWChar const *& f) {
-  int value = 0;
-  while (*f >= u'0' && *f <= u'9') {
-    int const digit = *f++ - u'0';
-    value = value > (INT_MAX - digit) / 10 ? INT_MAX : value * 10 + digit;
-  }
-  return value;
-}
-
 // The whole format; false when a floating conversion failed.
 bool _format(_tagSINK & out, qefWChar const * f, _tagARGS & args) {
   for (;;) {

@@ -2,6 +2,7 @@
 // of a conversion, in the conventions of the Windows wide runtime beside the C99 ones.
 #pragma once
 
+#include <climits>
 #include <cstdarg>
 #include <cstddef>
 #include <cstdint>
@@ -64,6 +65,16 @@ inline _eSIZE _readSizePrefix(qefWChar const *& f) {
   default:
     return _eSIZE::None;
   }
+}
+
+// Reads a decimal number (a width or precision), saturating at INT_MAX.
+inline int _readNumber(qefWChar const *& f) {
+  int value = 0;
+  while (*f >= u'0' && *f <= u'9') {
+    int const digit = *f++ - u'0';
+    value = value > (INT_MAX - digit) / 10 ? INT_MAX : value * 10 + digit;
+  }
+  return value;
 }
 
 // Stores `value` through the pointer argument of the size's integer type (a `%n` count or a

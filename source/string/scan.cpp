@@ -141,16 +141,6 @@ struct _tagSCANSET {
   }
 };
 
-// Reads a decimal number, saturating at INT_MAX.
-int _readNumber(qefWChar const *& f) {
-  int value = 0;
-  while (*f >= u'0' && *f <= u'9') {
-    int const digit = *f++ - u'0';
-    value = value > (INT_MAX - digit) / 10 ? INT_MAX : value * 10 + digit;
-  }
-  return value;
-}
-
 // Reads the float at `p` (at most `width` units) and stores it per `size` unless suppressed;
 // false on a matching failure or when a huge number's heap block cannot be had.
 bool _readFloat(qefWChar const *& p, std::size_t width, _eSIZE size, bool suppress,
