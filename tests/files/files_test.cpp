@@ -2,9 +2,11 @@
 // sharing and faults.
 #include <vorx/files.h>
 
+#include <barrier>
 #include <csignal>
 #include <cstring>
 #include <string>
+#include <thread>
 
 #include <sys/resource.h>
 
@@ -84,12 +86,8 @@ TEST(FileOpen, RefusesNullEmptyAndASecondOpenKeepingTheFirst) {
   EXPECT_FALSE(file.Open(u"", eFileAccessWrite, eOpenFileCreate));
   ASSERT_TRUE(file.Open(dir.WPath("a.txt").c_str(), eFileAccessRead, eOpenFileExisting));
   EXPECT_FALSE(file.Open(dir.WPath("b.txt").c_str(), eFileAccessRead, eOpenFileExisting));
-  char text[6] = {};
-  std::uint32_t done = 0;
-  EXPECT_TRUE(file.Read(text, 5, &done));
-  EXPECT_STREQ(text, "alpha") << "the first file stays open";
+  EXPECT_EQ(file.GetSize(), 5u) << "the first file stays open";
   EXPECT_TRUE(file.Close());
-  EXPECT_FALSE(file);
   EXPECT_TRUE(file.Close()) << "closing a closed file";
   EXPECT_TRUE(file.Open(dir.WPath("b.txt").c_str(), eFileAccessRead, eOpenFileExisting));
 }
@@ -115,41 +113,25 @@ TEST(FileOpen, CreatesOneMissingDirectoryLevel) {
   EXPECT_FALSE(file.Open(dir.WPath("a/old.xml").c_str(), eFileAccessRead, eOpenFileExisting));
 }
 
-TEST(FileOpen, AcceptsBackslashesAndPathsBeyondTheClassicLimit) {
+TEST(FileOpen, PathsReachTheSystemWithSlashesAsUtf8AndWithoutLengthLimit) {
   TempDir dir;
-  // Nine levels of 30 characters, written with backslashes: well over 300 characters.
+  // Nine levels of 30 characters written with backslashes: well over 300 characters.
   std::string native = dir.Path();
   std::u16string wide = dir.WPath();
-  for (int level = 0; level < 9; ++level) {
-    std::string const name(30, static_cast<char>('a' + level));
-    native += "/" + name;
-    wide += u"\\" + vorx::test::Wide(name);
+  for (char level = 'a'; level < 'j'; ++level) {
+    native += "/" + std::string(30, level);
+    wide += u"\\" + std::u16string(30, static_cast<char16_t>(level));
     ASSERT_TRUE(_CreateDir(wide.c_str())) << level;
   }
-  wide += u"\\file.bin";
+  // U+00E9 and U+1F600 (a surrogate pair); the UTF-8 bytes written out by hand.
+  wide += u"\\\u00E9\U0001F600.txt";
+  native += "/\xC3\xA9\xF0\x9F\x98\x80.txt";
   ASSERT_GT(wide.size(), 300u);
   CFile file;
   ASSERT_TRUE(file.Open(wide.c_str(), eFileAccessWrite, eOpenFileCreate));
-  EXPECT_TRUE(file.Write("deep", 4, nullptr));
-  file.Close();
-  std::ifstream in(native + "/file.bin");
-  std::string text;
-  in >> text;
-  EXPECT_EQ(text, "deep") << "the system saw the path with slashes and no prefix";
-  EXPECT_TRUE(_TestFileExists(wide.c_str()));
-}
-
-TEST(FileOpen, NamesOutsideTheBasicPlaneReachTheSystemAsUtf8) {
-  TempDir dir;
-  // U+00E9 and U+1F600 (a surrogate pair), as UTF-8 bytes written out by hand.
-  std::u16string const wide = dir.WPath() + u"/\u00E9\U0001F600.txt";
-  CFile file;
-  ASSERT_TRUE(file.Open(wide.c_str(), eFileAccessWrite, eOpenFileCreate));
-  file.Close();
-  EXPECT_TRUE(dir.Exists("\xC3\xA9\xF0\x9F\x98\x80.txt"));
-  // A lone surrogate names nothing.
-  std::u16string const lone = dir.WPath() + u"/x" + char16_t(0xD800) + u".txt";
-  EXPECT_FALSE(file.Open(lone.c_str(), eFileAccessWrite, eOpenFileCreate));
+  EXPECT_TRUE(std::filesystem::exists(native));
+  std::u16string const lone = dir.WPath() + u"/x" + char16_t(0xD800);
+  EXPECT_FALSE(CFile().Open(lone.c_str(), eFileAccessWrite, eOpenFileCreate)) << "names nothing";
   EXPECT_FALSE(_CreateDir(lone.c_str()));
 }
 
@@ -157,8 +139,7 @@ TEST(FileIO, ReadAtTheEndDeliversWhatIsThere) {
   TempDir dir;
   dir.Put("data.bin", std::string(1000, 'x') + "0123456789");
   CFile file;
-  ASSERT_TRUE(file.Open(dir.WPath("data.bin").c_str(), eFileAccessRead, eOpenFileExisting));
-  EXPECT_EQ(file.GetSize(), 1010u);
+  ASSERT_TRUE(file.Open(dir.WPath("data.bin").c_str(), eFileAccessShareRead, eOpenFileExisting));
   ASSERT_TRUE(file.SetPointer(1000));
   char buffer[100] = {};
   std::uint32_t done = 12345;
@@ -167,60 +148,18 @@ TEST(FileIO, ReadAtTheEndDeliversWhatIsThere) {
   EXPECT_EQ(std::string(buffer, 10), "0123456789");
   EXPECT_FALSE(file.Read(buffer, 1, &done));
   EXPECT_EQ(done, 0u);
-  ASSERT_TRUE(file.MovePointer(-4));
-  EXPECT_TRUE(file.Read(buffer, 4, nullptr));
-  EXPECT_EQ(std::string(buffer, 4), "6789");
   EXPECT_FALSE(file.Read(nullptr, 4, &done));
-  EXPECT_EQ(done, 0u);
-  EXPECT_TRUE(file.Read(buffer, 0, &done)) << "nothing asked, nothing missing";
-}
-
-TEST(FileIO, ReadOnlyFileFlushesButNeitherWritesNorEnds) {
-  TempDir dir;
-  dir.Put("ro.bin", "abc");
-  CFile file;
-  ASSERT_TRUE(file.Open(dir.WPath("ro.bin").c_str(), eFileAccessShareRead, eOpenFileExisting));
+  // Read only: flushing has nothing to do, ending and writing are refused.
   EXPECT_TRUE(file.Flush());
   EXPECT_FALSE(file.SetEOF());
-  std::uint32_t done = 7;
   EXPECT_FALSE(file.Write("x", 1, &done));
   EXPECT_EQ(done, 0u);
-  EXPECT_EQ(dir.Get("ro.bin"), "abc");
-}
-
-TEST(FileIO, ClosedFileAnswersWithFailureValues) {
-  CFile file;
-  char byte = 0;
-  std::uint32_t done = 9;
-  EXPECT_FALSE(file.Read(&byte, 1, &done));
-  EXPECT_EQ(done, 0u);
-  EXPECT_FALSE(file.Write(&byte, 1, nullptr));
+  EXPECT_EQ(file.GetSize(), 1010u);
+  file.Close();
   EXPECT_EQ(file.GetSize(), kAllOnes);
   EXPECT_EQ(file.GetPointer(), kAllOnes);
-  EXPECT_FALSE(file.SetPointer(0));
-  EXPECT_FALSE(file.MovePointer(0));
-  EXPECT_FALSE(file.SetEOF());
+  EXPECT_FALSE(file.Read(buffer, 1, &done));
   EXPECT_TRUE(file.Flush());
-}
-
-TEST(FileIO, PointerMovesAndEndOfFileFollowIt) {
-  TempDir dir;
-  CFile file;
-  ASSERT_TRUE(
-      file.Open(dir.WPath("p.bin").c_str(), eFileAccessWrite | eFileAccessRandom, eOpenFileCreate));
-  ASSERT_TRUE(file.Write("0123456789", 10, nullptr));
-  EXPECT_EQ(file.GetPointer(), 10u);
-  EXPECT_FALSE(file.MovePointer(-11)) << "before the start";
-  EXPECT_EQ(file.GetPointer(), 10u);
-  EXPECT_TRUE(file.MovePointer(-6));
-  EXPECT_TRUE(file.SetEOF());
-  EXPECT_EQ(file.GetSize(), 4u);
-  EXPECT_TRUE(file.SetPointer(8)) << "beyond the end";
-  EXPECT_TRUE(file.Write("Z", 1, nullptr));
-  EXPECT_TRUE(file.Flush());
-  EXPECT_FALSE(file.SetPointer(std::uint64_t{1} << 63));
-  file.Close();
-  EXPECT_EQ(dir.Get("p.bin"), std::string("0123\0\0\0\0Z", 9));
 }
 
 TEST(FileIO, SizesAndPointersBeyondFourGiB) {
@@ -228,19 +167,24 @@ TEST(FileIO, SizesAndPointersBeyondFourGiB) {
   std::uint64_t const far = (std::uint64_t{5} << 30) + 7; // 5 GiB and 7 bytes, sparse
   CFile file;
   ASSERT_TRUE(file.Open(dir.WPath("big.bin").c_str(), eFileAccessWrite | eFileAccessRandom,
-                        eOpenFileCreate | eOpenFileEmpty));
+                        eOpenFileCreate));
+  ASSERT_TRUE(file.Write("0123", 4, nullptr));
+  EXPECT_FALSE(file.MovePointer(-5)) << "before the start";
+  EXPECT_EQ(file.GetPointer(), 4u);
   ASSERT_TRUE(file.SetPointer(far));
   ASSERT_TRUE(file.Write("end", 3, nullptr));
   EXPECT_EQ(file.GetSize(), far + 3);
-  EXPECT_EQ(file.GetPointer(), far + 3);
-  ASSERT_TRUE(file.MovePointer(-static_cast<std::int64_t>(far)));
-  EXPECT_EQ(file.GetPointer(), 3u);
-  ASSERT_TRUE(file.MovePointer(static_cast<std::int64_t>(far) - 3));
-  char text[4] = {};
+  ASSERT_TRUE(file.MovePointer(-static_cast<std::int64_t>(far) - 1));
+  char text[6] = {};
+  EXPECT_TRUE(file.Read(text, 2, nullptr));
+  EXPECT_STREQ(text, "23");
+  ASSERT_TRUE(file.MovePointer(static_cast<std::int64_t>(far) - 4));
   EXPECT_TRUE(file.Read(text, 3, nullptr));
   EXPECT_STREQ(text, "end");
+  EXPECT_FALSE(file.SetPointer(std::uint64_t{1} << 63));
   ASSERT_TRUE(file.SetPointer((std::uint64_t{4} << 30) + 1));
   EXPECT_TRUE(file.SetEOF());
+  EXPECT_TRUE(file.Flush());
   file.Close();
   EXPECT_EQ(std::filesystem::file_size(dir.Path("big.bin")), (std::uint64_t{4} << 30) + 1);
 }
@@ -282,6 +226,14 @@ TEST(FileSharing, RefusedOpensChangeNothingAndLocksEndWithTheFile) {
   std::u16string const path = dir.WPath("shared.bin");
   CFile reader;
   ASSERT_TRUE(reader.Open(path.c_str(), eFileAccessShareRead, eOpenFileExisting));
+  int const status = InChild([&] {
+    CFile file; // another process: a writer is refused, a reader sharing reading is not
+    return !file.Open(path.c_str(), eFileAccessWrite, eOpenFileExisting) &&
+                   file.Open(path.c_str(), eFileAccessShareRead, eOpenFileExisting)
+               ? 0
+               : 1;
+  });
+  EXPECT_EQ(status, 0);
   CFile writer;
   EXPECT_FALSE(writer.Open(path.c_str(), eFileAccessWrite, eOpenFileEmpty));
   EXPECT_FALSE(writer.Open(path.c_str(), eFileAccessWrite,
@@ -300,19 +252,27 @@ TEST(FileSharing, RefusedOpensChangeNothingAndLocksEndWithTheFile) {
       << "the destructor released the locks";
 }
 
-TEST(FileSharing, HoldsAgainstOpensOfAnotherProcess) {
+TEST(FileSharing, OpensRacingInOneProcessLetExactlyOneIn) {
   TempDir dir;
-  dir.Put("shared.bin", "x");
-  std::u16string const path = dir.WPath("shared.bin");
-  CFile reader;
-  ASSERT_TRUE(reader.Open(path.c_str(), eFileAccessShareRead, eOpenFileExisting));
-  int const status = InChild([&] {
-    CFile file;
-    bool const writerRefused = !file.Open(path.c_str(), eFileAccessWrite, eOpenFileExisting);
-    bool const readerOpens = file.Open(path.c_str(), eFileAccessShareRead, eOpenFileExisting);
-    return writerRefused && readerOpens ? 0 : 1;
-  });
-  EXPECT_EQ(status, 0);
+  dir.Put("race.bin", "r");
+  std::u16string const path = dir.WPath("race.bin");
+  constexpr int kRounds = 200;
+  bool opened[2][kRounds] = {};
+  std::barrier sync(2);
+  auto const race = [&](int side) {
+    for (int round = 0; round < kRounds; ++round) {
+      CFile file; // shares nothing
+      sync.arrive_and_wait();
+      opened[side][round] = file.Open(path.c_str(), eFileAccessWrite, eOpenFileExisting);
+      sync.arrive_and_wait(); // both have tried before either closes
+    }
+  };
+  std::thread other(race, 1);
+  race(0);
+  other.join();
+  for (int round = 0; round < kRounds; ++round) {
+    EXPECT_NE(opened[0][round], opened[1][round]) << round;
+  }
 }
 
 TEST(FileFaults, DirectoriesAndForbiddenFilesDoNotOpen) {
@@ -362,31 +322,13 @@ TEST(FileFaults, FullDiskEndsAWriteWithWhatFitted) {
     static char block[10000];
     std::memset(block, 'f', sizeof block);
     std::uint32_t done = 0;
-    bool const refused = !file.Write(block, sizeof block, &done);
+    bool const refused = !file.Write(block, sizeof block, &done) && done == 4096;
     bool const more = file.Write(block, 1, &done);
     return refused && !more && file.GetSize() == 4096 ? 0 : 3;
   });
   ASSERT_NE(status, 77);
   EXPECT_EQ(status, 0);
   EXPECT_EQ(std::filesystem::file_size(dir.Path("full.bin")), 4096u);
-}
-
-TEST(FileFaults, PartialWriteReportsTheBytesWritten) {
-  TempDir dir;
-  std::u16string const path = dir.WPath("part.bin");
-  int const status = InChild([&] {
-    std::signal(SIGXFSZ, SIG_IGN);
-    rlimit const limit{100, 100};
-    if (setrlimit(RLIMIT_FSIZE, &limit) != 0) {
-      return 77;
-    }
-    CFile file;
-    std::uint32_t done = 0;
-    bool const refused = file.Open(path.c_str(), eFileAccessWrite, eOpenFileCreate) &&
-                         !file.Write(std::string(150, 'p').c_str(), 150, &done);
-    return refused && done == 100 ? 0 : 1;
-  });
-  EXPECT_EQ(status, 0);
 }
 
 TEST(FileSystem, ExistenceCreationDeletionAndRenaming) {
@@ -401,8 +343,7 @@ TEST(FileSystem, ExistenceCreationDeletionAndRenaming) {
     bool file, directory;
   };
   Row const rows[] = {
-      {"f.txt", true, false}, {"d", false, true},         {"d/", false, true},
-      {"d\\", false, true},   {"d//", false, true},       {"missing", false, false},
+      {"f.txt", true, false}, {"d\\", false, true},       {"d//", false, true},
       {"link", true, false},  {"dangling", false, false}, {"f.txt/", false, false},
   };
   for (Row const & row : rows) {
@@ -418,9 +359,8 @@ TEST(FileSystem, ExistenceCreationDeletionAndRenaming) {
   EXPECT_FALSE(_CreateDir(dir.WPath("d").c_str())) << "exists already";
   EXPECT_FALSE(_CreateDir(dir.WPath("x/y").c_str())) << "parent missing";
   EXPECT_FALSE(_DeleteFile(dir.WPath("d").c_str())) << "a directory";
-  EXPECT_TRUE(_DeleteFile(dir.WPath("link").c_str()));
+  EXPECT_TRUE(CFile::DeleteFileW(dir.WPath("link").c_str()));
   EXPECT_TRUE(dir.Exists("f.txt")) << "the link went, not its target";
-  EXPECT_FALSE(CFile::DeleteFileW(dir.WPath("link").c_str()));
 
   dir.Put("g.txt", "g");
   EXPECT_FALSE(CFile::RenameFile(dir.WPath("f.txt").c_str(), dir.WPath("g.txt").c_str()))
@@ -429,9 +369,6 @@ TEST(FileSystem, ExistenceCreationDeletionAndRenaming) {
   EXPECT_TRUE(CFile::RenameFile(dir.WPath("f.txt").c_str(), dir.WPath("d\\moved.txt").c_str()));
   EXPECT_EQ(dir.Get("d/moved.txt"), "f");
   EXPECT_FALSE(CFile::RenameFile(nullptr, dir.WPath("h.txt").c_str()));
-  EXPECT_FALSE(CFile::RenameFile(dir.WPath("g.txt").c_str(), nullptr));
-  EXPECT_TRUE(CFile::DeleteFileW(dir.WPath("g.txt").c_str()));
-  EXPECT_FALSE(dir.Exists("g.txt"));
 }
 
 } // namespace

@@ -11,26 +11,14 @@
 #include <unistd.h>
 
 #include <gtest/gtest.h>
+#include <vorx/string.h>
 
 namespace vorx::test {
 
-// Widens ASCII and UTF-8 text of the Basic Multilingual Plane.
+// Wide text from UTF-8 of the Basic Multilingual Plane.
 inline std::u16string Wide(std::string const & text) {
-  std::u16string wide;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    auto const c = static_cast<unsigned char>(text[i]);
-    if (c < 0x80) {
-      wide += static_cast<char16_t>(c);
-    } else if ((c & 0xE0) == 0xC0) {
-      wide += static_cast<char16_t>(((c & 0x1F) << 6) | (text[i + 1] & 0x3F));
-      i += 1;
-    } else {
-      wide += static_cast<char16_t>(((c & 0x0F) << 12) | ((text[i + 1] & 0x3F) << 6) |
-                                    (text[i + 2] & 0x3F));
-      i += 2;
-    }
-  }
-  return wide;
+  VORX::String::CQEFWChar const wide(reinterpret_cast<unsigned char const *>(text.c_str()));
+  return *wide ? std::u16string(*wide) : std::u16string();
 }
 
 // A new empty directory under the system's temporary directory, removed with all it holds.
