@@ -8,7 +8,7 @@
 // library's own (the system's limits apply) and no long-path prefix. A path that is not
 // well-formed UTF-16 (a lone surrogate) names nothing: every call given one fails.
 // Failures are false results (all ones for sizes and positions); nothing is logged and nothing
-// throws.
+// throws. The free functions keep no state and may run on any thread.
 #pragma once
 
 #include <vorx/base.h>
