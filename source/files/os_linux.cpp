@@ -197,10 +197,11 @@ int _openNative(char const * path, tagOPENPLAN const & plan, bool & missingDirec
   bool const create = plan.disposition == eCreateAlways || plan.disposition == eOpenAlways;
   int fd = -1;
   bool created = false;
+  mode_t const permissions = plan.temporary ? 0600 : 0666;
   // Create exclusively first, so that a file this call made can be removed again on failure.
-  for (int attempt = 0; attempt < 3 && fd == -1; ++attempt) {
+  for (int attempt = 0; attempt < 2 && fd == -1; ++attempt) {
     if (create) {
-      fd = open(path, mode | O_CREAT | O_EXCL, plan.temporary ? 0600 : 0666);
+      fd = open(path, mode | O_CREAT | O_EXCL, permissions);
       if (fd != -1) {
         created = true;
         break;
@@ -213,6 +214,11 @@ int _openNative(char const * path, tagOPENPLAN const & plan, bool & missingDirec
     if (fd != -1 || errno != ENOENT || !create) {
       break;
     }
+  }
+  // Still neither there nor creatable exclusively: a symbolic link to a missing file, or a race
+  // with another creator; let the system create what the link names.
+  if (fd == -1 && create && errno == ENOENT) {
+    fd = open(path, mode | O_CREAT, permissions);
   }
   if (fd == -1) {
     missingDirectory = errno == ENOENT && DirectoryMissing(path);

@@ -359,6 +359,9 @@ TEST(FileSystem, ExistenceCreationDeletionAndRenaming) {
   EXPECT_FALSE(_CreateDir(dir.WPath("d").c_str())) << "exists already";
   EXPECT_FALSE(_CreateDir(dir.WPath("x/y").c_str())) << "parent missing";
   EXPECT_FALSE(_DeleteFile(dir.WPath("d").c_str())) << "a directory";
+  CFile target; // opening a dangling link with the create option creates what it names
+  EXPECT_TRUE(target.Open(dir.WPath("dangling").c_str(), eFileAccessWrite, eOpenFileCreate));
+  EXPECT_TRUE(dir.Exists("nowhere"));
   EXPECT_TRUE(CFile::DeleteFileW(dir.WPath("link").c_str()));
   EXPECT_TRUE(dir.Exists("f.txt")) << "the link went, not its target";
 
