@@ -497,6 +497,9 @@ private:
   // Width 64 only (else zero): slice[k][b] is the CRC of byte `b` followed by k + 1 zero bytes,
   // so eight bytes are folded in one step with the same result as the byte-wise update.
   std::uint64_t slice[7][256];
+  // Width 64 only (else zero): x^D and x^(D + 64) modulo the polynomial for the distances the
+  // carry-less folding uses, which runs where the processor offers it.
+  std::uint64_t fold[16];
 };
 
 } // namespace VORX::Buffers
