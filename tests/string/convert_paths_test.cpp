@@ -78,7 +78,9 @@ std::u16string RandomWide(std::mt19937 & rng, std::size_t size, bool wellFormed)
   std::u16string text;
   while (text.size() < size) {
     if (rng() % 40 != 0) {
-      text += rng() % 4 == 0 ? u'y' : run;
+      // Now and then a unit at the edge of a UTF-8 length, or just outside the surrogates.
+      constexpr char16_t kEdges[] = {0x7F, 0x80, 0x7FF, 0x800, 0xD7FF, 0xE000, 0xFFFF};
+      text += rng() % 8 == 0 ? kEdges[rng() % 7] : rng() % 4 == 0 ? u'y' : run;
       continue;
     }
     if (rng() % 2 == 0) {
