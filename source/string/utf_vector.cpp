@@ -199,6 +199,23 @@ VORX_AVX512_TEXT _VecStep _encodeWideVec(void const * p, std::size_t n, unsigned
       o += 32;
       continue;
     }
+    __mmask32 const ascii = _mm512_cmplt_epu16_mask(v, _mm512_set1_epi16(0x80));
+    if (_mm512_cmpge_epu16_mask(v, _mm512_set1_epi16(0x800)) == 0) {
+      // One or two bytes per unit: 110xxxxx 10xxxxxx in each 16-bit lane, first byte lowest.
+      __m512i const two = _mm512_or_si512(
+          _mm512_or_si512(_mm512_srli_epi16(v, 6), _mm512_set1_epi16(0xC0)),
+          _mm512_slli_epi16(_mm512_or_si512(_mm512_and_si512(v, _mm512_set1_epi16(0x3F)),
+                                            _mm512_set1_epi16(0x80)),
+                            8));
+      __m512i const value = _mm512_mask_mov_epi16(two, ascii, v);
+      std::uint64_t const bytes =
+          0x5555555555555555ull | _pdep_u64(~ascii & 0xFFFFFFFFu, 0xAAAAAAAAAAAAAAAAull);
+      unsigned const written = static_cast<unsigned>(_mm_popcnt_u64(bytes));
+      _mm512_mask_storeu_epi8(d + o, _below(written), _mm512_maskz_compress_epi8(bytes, value));
+      i += 32;
+      o += written;
+      continue;
+    }
     if (_mm512_cmpeq_epi16_mask(_mm512_and_si512(v, surrogateMask), surrogate) != 0) {
       break;
     }
