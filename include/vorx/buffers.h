@@ -480,8 +480,9 @@ private:
 
 // Table-driven cyclic redundancy check, most significant bit first, of width 8 to 64 and any
 // polynomial; no reflection and no final exclusive-or. The library's checksum is
-// `CMachineCRC(64, 0x42F0E1EBA9EA3693)` (CRC-64/ECMA-182). Immutable after construction, so
-// one object may serve several threads.
+// `CMachineCRC(64, 0x42F0E1EBA9EA3693)` (CRC-64/ECMA-182). Width 64 folds long data by
+// carry-less multiplication where the processor offers it, with the table's results.
+// Immutable after construction, so one object may serve several threads.
 class VORX_API CMachineCRC {
 public:
   // A width below 8 or above 64 leaves the table empty: `Eval` then computes nothing.

@@ -1,7 +1,9 @@
 // Private to the string area: the window scanners and converters behind the whole-buffer
 // converters, the counters and the string classes. A window is the text up to its terminator or
 // its `max` units, whichever comes first; the scanners never use what lies outside it (the wide
-// length reads whole aligned blocks, see `_wcsnlen`).
+// length reads whole aligned blocks, see `_wcsnlen`). On text of 64 units or more they hand
+// whole blocks to the AVX-512 kernels of utf_vector.h where the processor has them, with the
+// same results.
 #pragma once
 
 #include <array>
