@@ -41,8 +41,9 @@ VORX_API void _logWrite(_qefDebugLevel level, qefWChar const * category, char co
 // As `_logWrite` with the argument list already collected.
 VORX_API void _vlogWrite(_qefDebugLevel level, qefWChar const * category, char const * file,
                          int line, qefWChar const * format, std::va_list arguments);
-// As `_logWrite` with a message that is already formatted: the external logger receives
-// `text` as its format with an empty argument list; the debugger path copies at most 2047
+// As `_logWrite` with a message that is already formatted: the external logger receives the
+// format "%ls" with `text` (the empty text for null) as its one argument, so that a "%" in the
+// text stays a "%" whatever the logger does with it; the debugger path copies at most 2047
 // characters of it verbatim.
 VORX_API void _logWriteText(_qefDebugLevel level, qefWChar const * category, char const * file,
                             int line, qefWChar const * text);
