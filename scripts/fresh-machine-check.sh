@@ -15,8 +15,9 @@
 #   scripts/fresh-machine-check.sh [WORK_PARENT]   (default: $TMPDIR or /tmp)
 #
 # Environment: VORX_FRESH_SUITE (default bookworm), VORX_FRESH_MIRROR (default: the Debian mirror
-# configured for apt on this machine), VORX_FRESH_KEEP=1 keeps the root for inspection (still
-# unmounted).
+# configured for apt on this machine), VORX_FRESH_REVISION (default HEAD: the committed state,
+# never the work tree), VORX_FRESH_KEEP=1 keeps the root for inspection (still unmounted). Each
+# stage's output goes to a log in the work directory; a failing stage prints its end.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 repo=$(pwd)
@@ -41,7 +42,8 @@ stage_done() {
 [ "$(uname -s)" = Linux ] || skip "not a Linux machine"
 [ "$(id -u)" -eq 0 ] || skip "needs root rights (debootstrap, chroot and mounts)"
 command -v git >/dev/null || skip "git is not installed"
-git -C "$repo" rev-parse --verify -q HEAD >/dev/null || skip "$repo has no committed HEAD"
+revision=${VORX_FRESH_REVISION:-HEAD}
+git -C "$repo" rev-parse --verify -q "$revision^{commit}" >/dev/null || skip "$repo has no commit $revision"
 command -v dpkg >/dev/null || skip "not a Debian machine (no dpkg)"
 
 # The Debian mirror apt uses here: the first source that serves the suite itself (not -updates
@@ -99,10 +101,17 @@ mounts_under_root() {
   findmnt -rn -o TARGET | awk -v r="$root" 'index($0, r "/") == 1 || $0 == r' | sort -r
 }
 
+# The process group of the stage running now (its own session, so it can be ended whole).
+child=
+
 cleanup() {
   local status=$?
   trap - EXIT INT TERM
   set +e
+  if [ -n "$child" ]; then
+    kill -TERM -- "-$child" 2>/dev/null
+    wait "$child" 2>/dev/null
+  fi
   # Processes still running inside the root (a daemon a package started) would hold the mounts.
   local proc pid
   for proc in /proc/[0-9]*; do
@@ -116,7 +125,7 @@ cleanup() {
     umount "$m" 2>/dev/null || umount -l "$m"
   done
   if [ -n "$(mounts_under_root)" ]; then
-    echo "fresh-machine: still mounted under $root, left in place:" >&2
+    echo "fresh-machine: still mounted under $root, so it is left in place:" >&2
     mounts_under_root >&2
   elif [ "${VORX_FRESH_KEEP:-0}" = 1 ]; then
     echo "fresh-machine: root kept in $root"
@@ -129,44 +138,60 @@ trap cleanup EXIT
 trap 'exit 130' INT
 trap 'exit 143' TERM
 
-stage "debootstrap $suite (minbase, git)"
-if ! debootstrap --variant=minbase --include=git "$suite" "$root" "$mirror" >"$work/debootstrap.log" 2>&1; then
-  tail -n 20 "$work/debootstrap.log"
-  if grep -qiE 'Failed getting release file|Couldn.t download|Temporary failure resolving|Could not resolve' "$work/debootstrap.log"; then
+# Runs one stage in its own session with its output in $work/NAME.log; waits so that a signal is
+# handled at once. Prints the time it took, and the end of its log when it fails.
+run_stage() {
+  local name=$1
+  shift
+  stage "$name"
+  setsid "$@" >"$work/$name.log" 2>&1 &
+  child=$!
+  local rc=0
+  wait "$child" || rc=$?
+  child=
+  if [ "$rc" -ne 0 ]; then
+    echo "fresh-machine: $name failed ($rc) after $((SECONDS - stage_start)) s; the end of its output:"
+    tail -n 60 "$work/$name.log"
+    return "$rc"
+  fi
+  stage_done "$name"
+}
+
+if ! run_stage debootstrap debootstrap --variant=minbase --include=git "$suite" "$root" "$mirror"; then
+  if grep -qiE "Failed getting release file|Couldn.t download|Temporary failure resolving|Could not resolve|Unable to connect" \
+    "$work/debootstrap.log"; then
     skip "debootstrap could not reach $mirror (no package access)"
   fi
-  echo "fresh-machine: debootstrap failed" >&2
   exit 1
 fi
-stage_done "debootstrap"
 
-stage "cloning HEAD"
-head=$(git -C "$repo" rev-parse HEAD)
+stage "cloning $revision"
+commit=$(git -C "$repo" rev-parse --verify "$revision^{commit}")
 git clone -q --no-hardlinks "$repo" "$root/src/vorx"
-git -C "$root/src/vorx" checkout -q --detach "$head"
-echo "fresh-machine: clean clone of $head"
+git -C "$root/src/vorx" checkout -q --detach "$commit"
+echo "fresh-machine: clean clone at $commit"
 stage_done "cloning"
 
+# The mounts are private: nothing mounted under them reaches this machine's own tree.
 cp -L /etc/resolv.conf "$root/etc/resolv.conf" 2>/dev/null || true
 mkdir -p "$root/proc" "$root/dev" "$root/sys"
 mount -t proc proc "$root/proc"
 mount --bind /dev "$root/dev"
+mount --make-private "$root/dev"
+mkdir -p "$root/dev/pts"
+mount --bind /dev/pts "$root/dev/pts"
+mount --make-private "$root/dev/pts"
 mount --bind /sys "$root/sys"
+mount --make-private "$root/sys"
 mount -o remount,bind,ro "$root/sys" 2>/dev/null || true
 
 # A clean login environment: nothing of this machine's build set-up leaks in.
-in_root() {
-  chroot "$root" /usr/bin/env -i HOME=/root PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin \
-    TERM=dumb LANG=C.UTF-8 ${http_proxy:+http_proxy=$http_proxy} ${https_proxy:+https_proxy=$https_proxy} \
-    /bin/bash -c "cd /src/vorx && $1"
-}
+in_root=(chroot "$root" /usr/bin/env -i HOME=/root PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin
+  TERM=dumb LANG=C.UTF-8 ${http_proxy:+"http_proxy=$http_proxy"} ${https_proxy:+"https_proxy=$https_proxy"})
 
-stage "scripts/run-example.sh"
-in_root scripts/run-example.sh
-stage_done "scripts/run-example.sh"
-
-stage "scripts/build-and-test.sh"
-in_root scripts/build-and-test.sh
-stage_done "scripts/build-and-test.sh"
+for command in scripts/run-example.sh scripts/build-and-test.sh; do
+  run_stage "${command#scripts/}" "${in_root[@]}" /bin/bash -c "cd /src/vorx && $command"
+  grep -E '^(setup: installing|[0-9a-f]{16}  |[0-9]+% tests passed)' "$work/${command#scripts/}.log" | sed 's/^/  /'
+done
 
 echo "fresh-machine: both Quick start commands passed on a fresh $suite in $((SECONDS - started)) s"
