@@ -109,6 +109,7 @@ cleanup() {
   trap - EXIT INT TERM
   set +e
   if [ -n "$child" ]; then
+    echo "fresh-machine: stopped ($status); ending the running stage"
     kill -TERM -- "-$child" 2>/dev/null
     wait "$child" 2>/dev/null
   fi
