@@ -128,7 +128,10 @@ using _qefDebuggerPresent = bool (*)();
 using _qefDebuggerOutput = void (*)(qefWChar const * text);
 VORX_API void SetDebuggerHooks(_qefDebuggerPresent present, _qefDebuggerOutput output);
 
-// Milliseconds since the process started, from the monotonic clock (the log's clock).
+// Milliseconds since the process started, from the monotonic clock (the log's clock). The start
+// is the process's own (read once when the library is loaded, to the kernel's clock tick), so a
+// host that loads the library late reads the time since its own start; where it cannot be read,
+// the library's load stands in.
 VORX_API std::int64_t _processClock();
 
 } // namespace VORX::Develop::OS
