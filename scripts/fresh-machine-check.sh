@@ -131,7 +131,9 @@ cleanup() {
   elif [ "${VORX_FRESH_KEEP:-0}" = 1 ]; then
     echo "fresh-machine: root kept in $root"
   else
+    local removing=$SECONDS
     rm -rf --one-file-system "$work"
+    echo "fresh-machine: removing the root took $((SECONDS - removing)) s"
   fi
   exit "$status"
 }
