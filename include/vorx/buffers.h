@@ -175,8 +175,8 @@ public:
   operator void *() { return get_ptr(); }
   operator void const *() const { return get_cptr(); }
 
-  // A new block of exactly `bytes` (contents undefined); 0 gives an empty handle. On failure
-  // the handle keeps what it held.
+  // Releases the block held, then a new block of exactly `bytes` (contents undefined); 0 gives
+  // an empty handle. False when allocation fails, with the handle empty.
   bool Alloc(std::size_t bytes) { return _Alloc(bytes, &_vtbl); }
   // Changes the size in use; grows to exactly `bytes` when beyond the capacity.
   bool Resize(std::size_t bytes);
@@ -256,8 +256,8 @@ public:
     return m_pMH ? _items() : nullptr;
   }
 
-  // `n` empty elements with capacity `n`; 0 releases and gives an empty handle. On failure the
-  // handle keeps what it held.
+  // Releases the block held, then `n` empty elements with capacity `n`; 0 gives an empty
+  // handle. False when allocation fails, with the handle empty.
   bool Alloc(std::size_t n);
   // Capacity `n` with the elements kept. Note: true at once only when `n` is at most the count;
   // beyond the count it always reallocates, even when the capacity would do.
@@ -337,17 +337,15 @@ template <class T> bool CPObjectVector<T>::_regrow(std::size_t capacity, std::si
 }
 
 template <class T> bool CPObjectVector<T>::Alloc(std::size_t n) {
+  free();
   if (n == 0) {
-    free();
     return true;
   }
-  CPObjectVector fresh;
   if (n > static_cast<std::size_t>(-1) / 2 / sizeof(T) ||
-      !fresh.CPObjectMemory::Alloc(n * sizeof(T), &_vtbl)) {
+      !CPObjectMemory::Alloc(n * sizeof(T), &_vtbl)) {
     return false;
   }
-  _create(fresh.get_ptr(), n * sizeof(T));
-  std::swap(m_pMH, fresh.m_pMH);
+  _create(get_ptr(), n * sizeof(T));
   return true;
 }
 

@@ -41,8 +41,9 @@ VORX_API void _logWrite(_qefDebugLevel level, qefWChar const * category, char co
 // As `_logWrite` with the argument list already collected.
 VORX_API void _vlogWrite(_qefDebugLevel level, qefWChar const * category, char const * file,
                          int line, qefWChar const * format, std::va_list arguments);
-// As `_logWrite` with a message that is already formatted: the external logger receives
-// `text` as its format with an empty argument list; the debugger path copies at most 2047
+// As `_logWrite` with a message that is already formatted: the external logger receives the
+// format "%ls" with `text` (the empty text for null) as its one argument, so that a "%" in the
+// text stays a "%" whatever the logger does with it; the debugger path copies at most 2047
 // characters of it verbatim.
 VORX_API void _logWriteText(_qefDebugLevel level, qefWChar const * category, char const * file,
                             int line, qefWChar const * text);
@@ -127,7 +128,10 @@ using _qefDebuggerPresent = bool (*)();
 using _qefDebuggerOutput = void (*)(qefWChar const * text);
 VORX_API void SetDebuggerHooks(_qefDebuggerPresent present, _qefDebuggerOutput output);
 
-// Milliseconds since the process started, from the monotonic clock (the log's clock).
+// Milliseconds since the process started, from the monotonic clock (the log's clock). The start
+// is the process's own (read once when the library is loaded, to the kernel's clock tick), so a
+// host that loads the library late reads the time since its own start; where it cannot be read,
+// the library's load stands in.
 VORX_API std::int64_t _processClock();
 
 } // namespace VORX::Develop::OS

@@ -295,8 +295,14 @@ VORX_API void sleep(std::uint32_t ms);
 namespace OS {
 
 // Sets the calling thread's priority: -2, -1, 0, 1, 2 are remembered as the system values -15,
-// -2, 0, 2, 15; any other value as 0 (normal). Applied best effort (-15 as the idle scheduling
-// class, others as nice values where the process may change them); failure to apply is ignored.
+// -2, 0, 2, 15; any other value as 0 (normal). `GetThreadPriority` always answers what was set.
+// The operating system sees the change only where it can be undone, checked once per process at
+// the first call: with CAP_SYS_NICE, or a nice limit (RLIMIT_NICE) that reaches the process's
+// nice value at that call, -15 is the idle scheduling class and the others are nice values
+// relative to that one (normal is the process's own, +2 is 2 lower; a value beyond the limit is
+// refused and ignored). Without either, nothing is applied and every thread keeps the process's
+// scheduling: a thread put to idle could not be raised back, so a thread that waits at the lowest
+// priority and works at normal (the maintenance thread) would otherwise work at idle for good.
 VORX_API void SetThreadPriority(eThreadPriority priority);
 // The calling thread's priority as last set (normal for a thread that never set one).
 VORX_API eThreadPriority GetThreadPriority();

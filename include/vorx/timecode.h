@@ -463,6 +463,9 @@ public:
   //   dashes (a digit group with "-" reads "-" as 0);
   // - anything else (a letter, a group of more than two digits, more than four groups) gives
   //   "*##:##:##:##".
+  // A text that is already in the twelve-character form (a blank or "-", then four fields of two
+  // digits or "-" with ":", ".", "," or ";" between them) is kept unchanged, so " --:02:03:04"
+  // reads as 00:02:03:04 and " 1-:00:00:00" as 10:00:00:00.
   // Note: separators keep this library's meaning; "01:00:00;00" is "HD30", not drop-frame.
   explicit SZTC(qefWChar const * text);
   // The same for 8-bit text (ASCII; other bytes make it undefined).

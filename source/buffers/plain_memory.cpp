@@ -45,20 +45,12 @@ bool CPPlainMemory::isMemory(void const * p) const {
 }
 
 bool CPPlainMemory::_Alloc(std::size_t bytes, tagCPOVTABL const * table) {
+  // Releases first, so a failed allocation leaves the handle empty.
+  free();
   if (bytes == 0) {
-    free();
     return true;
   }
-  if (!table) {
-    free();
-    return false;
-  }
-  CPPlainMemory fresh;
-  if (!fresh.CPObjectMemory::Alloc(bytes, table)) {
-    return false;
-  }
-  std::swap(m_pMH, fresh.m_pMH);
-  return true;
+  return table && CPObjectMemory::Alloc(bytes, table);
 }
 
 bool CPPlainMemory::_Reserve(std::size_t bytes, tagCPOVTABL const * table) {

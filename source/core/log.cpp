@@ -1,8 +1,10 @@
 // The log writer: one external logger slot, else the debugger channel, else nothing.
+#include <vorx/core.h>
 #include <vorx/develop.h>
 #include <vorx/string.h>
 
 #include <atomic>
+#include <cstring>
 
 #include "core/os.h"
 #include "core/text.h"
@@ -188,26 +190,75 @@ void OutputDebugMessage(qefWChar const * text) {
     output(text);
     return;
   }
-  char bytes[3 * kMessageUnits + 1];
-  std::size_t const length = _wideToUtf8(text, bytes, sizeof bytes);
-  _writeDebugSink(bytes, length);
+  // All of the text, however long: encoded piece by piece, never splitting a surrogate pair.
+  constexpr std::size_t kPieceUnits = 1024;
+  qefWChar piece[kPieceUnits + 1];
+  char bytes[3 * kPieceUnits + 1];
+  while (*text) {
+    std::size_t units = 0;
+    while (units < kPieceUnits && text[units]) {
+      ++units;
+    }
+    if (units == kPieceUnits && text[units] && text[units - 1] >= 0xD800 &&
+        text[units - 1] < 0xDC00) {
+      --units;
+    }
+    std::memcpy(piece, text, units * sizeof(qefWChar));
+    piece[units] = 0;
+    _writeDebugSink(bytes, _wideToUtf8(piece, bytes, sizeof bytes));
+    text += units;
+  }
 }
 
 void OutputDebugMessage(char const * text) {
   if (!text) {
     return;
   }
-  if (_qefDebuggerOutput const output = g_debuggerOutput.load()) {
-    qefWChar wide[kMessageUnits];
-    _utf8ToWide(text, wide, kMessageUnits);
-    output(wide);
-    return;
-  }
   std::size_t length = 0;
   while (text[length]) {
     ++length;
   }
-  _writeDebugSink(text, length);
+  _qefDebuggerOutput const output = g_debuggerOutput.load();
+  if (!output) {
+    _writeDebugSink(text, length);
+    return;
+  }
+  // The hook receives the whole text in one string: UTF-8 never needs more UTF-16 units than bytes.
+  qefWChar local[kMessageUnits];
+  qefWChar * wide = local;
+  std::size_t const units = length + 1;
+  if (units > kMessageUnits) {
+    wide = static_cast<qefWChar *>(Core::OS::_falloc(units * sizeof(qefWChar)));
+  }
+  if (wide) {
+    _utf8ToWide(text, wide, units);
+    output(wide);
+    if (wide != local) {
+      Core::OS::_ffree(wide);
+    }
+    return;
+  }
+  // Out of memory: the text goes in pieces that end on whole characters, so nothing is lost.
+  char piece[kMessageUnits];
+  while (*text) {
+    std::size_t bytes = 0;
+    while (bytes < kMessageUnits - 1 && text[bytes]) {
+      ++bytes;
+    }
+    if (text[bytes]) {
+      while (bytes > 0 && (static_cast<unsigned char>(text[bytes]) & 0xC0) == 0x80) {
+        --bytes;
+      }
+      if (bytes == 0) {
+        bytes = kMessageUnits - 1; // no character boundary in reach: cut anyway
+      }
+    }
+    std::memcpy(piece, text, bytes);
+    piece[bytes] = 0;
+    _utf8ToWide(piece, local, kMessageUnits);
+    output(local);
+    text += bytes;
+  }
 }
 
 } // namespace VORX::Develop::OS

@@ -9,6 +9,10 @@ namespace VORX::Develop::OS {
 
 // Monotonic nanoseconds; 0 when the clock cannot be read.
 std::uint64_t _monotonicNanos();
+// The process's start on the monotonic clock's scale (nanoseconds), from its start time in
+// /proc/self/stat against the boot-time clock; 0 when either cannot be read. Resolution: one
+// kernel clock tick (usually 10 ms).
+std::uint64_t _processStartNanos();
 // Whether a tracer is attached now.
 bool _tracerAttached();
 // Writes bytes to the debugger sink (standard error).

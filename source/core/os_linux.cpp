@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include <vorx/core.h>
@@ -21,6 +22,53 @@ std::uint64_t _monotonicNanos() {
   }
   return static_cast<std::uint64_t>(now.tv_sec) * 1000000000u +
          static_cast<std::uint64_t>(now.tv_nsec);
+}
+
+std::uint64_t _processStartNanos() {
+  timespec boot{};
+  std::uint64_t const monotonic = _monotonicNanos();
+  if (monotonic == 0 || clock_gettime(CLOCK_BOOTTIME, &boot) != 0) {
+    return 0;
+  }
+  std::uint64_t const bootNow = static_cast<std::uint64_t>(boot.tv_sec) * 1000000000u +
+                                static_cast<std::uint64_t>(boot.tv_nsec);
+  int const fd = ::open("/proc/self/stat", O_RDONLY | O_CLOEXEC);
+  if (fd < 0) {
+    return 0;
+  }
+  char text[1024];
+  ssize_t const got = ::read(fd, text, sizeof text - 1);
+  ::close(fd);
+  if (got <= 0) {
+    return 0;
+  }
+  text[got] = 0;
+  // The command name (field 2) may hold blanks and parentheses: fields are counted after its
+  // last ')'. The start time is field 22, in clock ticks since boot.
+  char const * p = std::strrchr(text, ')');
+  if (!p) {
+    return 0;
+  }
+  for (int field = 2; field < 22 && p; ++field) {
+    p = std::strchr(p + 1, ' ');
+  }
+  long const ticksPerSecond = ::sysconf(_SC_CLK_TCK);
+  if (!p || ticksPerSecond <= 0) {
+    return 0;
+  }
+  char * end = nullptr;
+  unsigned long long const ticks = std::strtoull(p + 1, &end, 10);
+  if (end == p + 1) {
+    return 0;
+  }
+  std::uint64_t const startBoot =
+      static_cast<std::uint64_t>(ticks / static_cast<unsigned long long>(ticksPerSecond)) *
+          1000000000u +
+      static_cast<std::uint64_t>(ticks % static_cast<unsigned long long>(ticksPerSecond)) *
+          1000000000u / static_cast<std::uint64_t>(ticksPerSecond);
+  // How long the process has run, moved onto the monotonic clock's scale.
+  std::uint64_t const elapsed = bootNow > startBoot ? bootNow - startBoot : 0;
+  return monotonic > elapsed ? monotonic - elapsed : 1;
 }
 
 bool _tracerAttached() {

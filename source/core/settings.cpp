@@ -6,6 +6,7 @@
 #include <strings.h>
 
 #include <atomic>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -47,6 +48,31 @@ int OnSetting(void * user, char const * section, char const * name, char const *
   return 1;
 }
 
+// Feeds the parser one line at a time without the white space that starts it: the Windows
+// profile reader ignores it, where the parser would take an indented line as the continuation
+// of the value before it.
+struct UnindentingReader {
+  std::FILE * file;
+  bool atLineStart = true;
+};
+
+char * ReadUnindented(char * buffer, int size, void * stream) {
+  auto * reader = static_cast<UnindentingReader *>(stream);
+  if (!std::fgets(buffer, size, reader->file)) {
+    return nullptr;
+  }
+  if (reader->atLineStart) {
+    std::size_t skip = 0;
+    while (buffer[skip] == ' ' || buffer[skip] == '\t') {
+      ++skip;
+    }
+    std::memmove(buffer, buffer + skip, std::strlen(buffer + skip) + 1);
+  }
+  std::size_t const length = std::strlen(buffer);
+  reader->atLineStart = length > 0 && buffer[length - 1] == '\n';
+  return buffer;
+}
+
 } // namespace
 
 tagDEBUGSWITCHES GetDebugSwitches() {
@@ -63,8 +89,13 @@ void _SetDebugSwitches(tagDEBUGSWITCHES const & switches) {
 
 tagDEBUGSWITCHES OS::_ReadDebugSettings(char const * settingsPath) {
   SettingsRead read;
-  if (settingsPath) {
-    ini_parse(settingsPath, &OnSetting, &read);
+  if (!settingsPath) {
+    return read.switches;
+  }
+  if (std::FILE * const file = std::fopen(settingsPath, "r")) {
+    UnindentingReader reader{file};
+    ini_parse_stream(&ReadUnindented, &reader, &OnSetting, &read);
+    std::fclose(file);
   }
   return read.switches;
 }

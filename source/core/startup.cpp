@@ -16,7 +16,7 @@ constexpr std::size_t kPathUnits = 4096;
 qefWChar g_processName[kPathUnits];
 qefWChar g_startupPath[kPathUnits];
 bool g_loadSucceeded = false;
-std::uint64_t g_loadNanos = 0;
+std::uint64_t g_startNanos = Develop::OS::_processStartNanos();
 
 bool LoadSettingsAndPaths() {
   char modulePath[kPathUnits];
@@ -33,7 +33,11 @@ bool LoadSettingsAndPaths() {
 // Runs once, when the library is loaded. It cannot refuse the load; a failure is recorded.
 struct CLibraryLoad {
   CLibraryLoad() {
-    g_loadNanos = Develop::OS::_monotonicNanos();
+    // The process's own start; where it cannot be read, the library's load stands in.
+    g_startNanos = Develop::OS::_processStartNanos();
+    if (g_startNanos == 0) {
+      g_startNanos = Develop::OS::_monotonicNanos();
+    }
     g_loadSucceeded = LoadSettingsAndPaths();
     if (!g_loadSucceeded) {
       Develop::_logWrite(qefDL_Error, u"VORX", __FILE_NAME__, __LINE__,
@@ -97,10 +101,10 @@ qefWChar const * GetPlatformString() {
 
 namespace VORX::Develop::OS {
 
-// Milliseconds since the library was loaded: for a library the host links, the start of the
-// process.
+// Milliseconds since the process started (taken once, when the library is loaded), however late
+// the host loads the library.
 std::int64_t _processClock() {
-  std::uint64_t const start = Core::OS::g_loadNanos;
+  std::uint64_t const start = Core::OS::g_startNanos;
   std::uint64_t const now = _monotonicNanos();
   return now > start ? static_cast<std::int64_t>((now - start) / 1000000u) : 0;
 }

@@ -7,6 +7,9 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstdio>
+
 namespace VORX::Threading::CurrentThread::OS {
 namespace {
 
@@ -15,9 +18,57 @@ thread_local int t_priority = 0;
 // The identifier of this thread, read once.
 __attribute__((tls_model("initial-exec"))) thread_local std::uint32_t t_threadId = 0;
 
-// Applies a system priority as well as the process may: -15 as the idle scheduling class,
-// others as the nice value of the thread (higher priority, lower nice).
+// Whether this process may undo any priority change it makes, checked once, at the first change:
+// a thread put to idle scheduling or a higher nice value can come back only with CAP_SYS_NICE or
+// a nice limit (RLIMIT_NICE) that reaches the nice value the process had then. Without that
+// nothing is applied, so no thread is ever stuck below normal. Also records that nice value as
+// the one "normal" stands for.
+struct CPriorityRights {
+  bool mayUndo = false;
+  int normalNice = 0;
+};
+
+bool _hasSysNice() {
+  std::FILE * const status = std::fopen("/proc/self/status", "re");
+  if (!status) {
+    return false;
+  }
+  char line[256];
+  unsigned long long effective = 0;
+  bool found = false;
+  while (!found && std::fgets(line, sizeof line, status)) {
+    found = std::sscanf(line, "CapEff: %llx", &effective) == 1;
+  }
+  std::fclose(status);
+  constexpr int kCapSysNice = 23;
+  return found && (effective >> kCapSysNice & 1u) != 0;
+}
+
+CPriorityRights const & _rights() {
+  static CPriorityRights const rights = [] {
+    CPriorityRights r;
+    errno = 0;
+    int const nice = getpriority(PRIO_PROCESS, 0);
+    r.normalNice = errno == 0 ? nice : 0;
+    rlimit limit{};
+    // RLIMIT_NICE n allows nice values down to 20 - n.
+    bool const limitReaches = getrlimit(RLIMIT_NICE, &limit) == 0 &&
+                              (limit.rlim_cur == RLIM_INFINITY ||
+                               static_cast<long long>(limit.rlim_cur) >= 20LL - r.normalNice);
+    r.mayUndo = limitReaches || _hasSysNice();
+    return r;
+  }();
+  return rights;
+}
+
+// Applies a system priority where the change can be undone: -15 as the idle scheduling class,
+// others as the nice value of the thread relative to the process's normal one (higher priority,
+// lower nice). A step the system refuses is left out.
 void _apply(int priority) {
+  CPriorityRights const & rights = _rights();
+  if (!rights.mayUndo) {
+    return;
+  }
   sched_param param{};
   if (priority == -15) {
     pthread_setschedparam(pthread_self(), SCHED_IDLE, &param);
@@ -28,7 +79,9 @@ void _apply(int priority) {
     param = sched_param{};
     pthread_setschedparam(pthread_self(), SCHED_OTHER, &param);
   }
-  setpriority(PRIO_PROCESS, static_cast<id_t>(GetCurrentThreadId()), -priority);
+  int nice = rights.normalNice - priority;
+  nice = nice < -20 ? -20 : (nice > 19 ? 19 : nice);
+  setpriority(PRIO_PROCESS, static_cast<id_t>(GetCurrentThreadId()), nice);
 }
 
 } // namespace

@@ -177,6 +177,28 @@ void SZTC::_write(TCINFO const & info) {
 
 namespace {
 
+bool _isFieldSeparator(qefWChar ch) {
+  return ch == ':' || ch == '.' || ch == ',' || ch == ';';
+}
+
+// A blank or "-", then four fields of two digits or "-" separated by ":", ".", "," or ";",
+// and nothing after.
+bool _isTwelveCharacterForm(qefWChar const * text) {
+  if (text[0] != ' ' && text[0] != '-') {
+    return false;
+  }
+  for (int i = 1; i < SZTC::kLength; ++i) {
+    if (text[i] == 0) {
+      return false;
+    }
+    bool const separatorPlace = i % 3 == 0;
+    if (separatorPlace ? !_isFieldSeparator(text[i]) : !(_isDigit(text[i]) || text[i] == '-')) {
+      return false;
+    }
+  }
+  return text[SZTC::kLength] == 0;
+}
+
 // Normalises typed text into `out` (twelve characters and a terminator); see the header.
 void _normalizeFreeText(qefWChar const * text, qefWChar * out) {
   auto const copy = [out](qefWChar const * picture) {
@@ -186,6 +208,10 @@ void _normalizeFreeText(qefWChar const * text, qefWChar * out) {
   };
   if (!text) {
     copy(kUnassignedPicture);
+    return;
+  }
+  if (_isTwelveCharacterForm(text)) {
+    copy(text);
     return;
   }
   qefWChar const * begin = text;

@@ -128,7 +128,7 @@ TEST(ObjectVector, SortOrdersTheHandlesAndClonesShareEachElement) {
   EXPECT_EQ(vector.GetNItems(), 10u);
 }
 
-TEST(ObjectVector, AllocationFailureLeavesTheVectorUnchanged) {
+TEST(ObjectVector, AllocationFailureKeepsTheVectorExceptForAlloc) {
   EXPECT_FALSE(CPOMVector().Resize(static_cast<std::size_t>(-1) / 4)) << "a size that overflows";
   CPOMVector full = Of({0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15});
   CPOMVector shared = full;
@@ -137,12 +137,15 @@ TEST(ObjectVector, AllocationFailureLeavesTheVectorUnchanged) {
   EXPECT_FALSE(full.Insert(extra, 0));
   EXPECT_FALSE(full.Reserve(40));
   EXPECT_FALSE(full.Resize(40));
-  EXPECT_FALSE(full.Alloc(4));
   EXPECT_FALSE(shared.clone());
   EXPECT_FALSE(CPOMVector().Insert(extra, 0));
   EXPECT_EQ(full, shared);
   EXPECT_EQ(Show(full), "0 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15/16");
   EXPECT_EQ(extra.lockcnt(), 1u) << "a failed insert keeps no reference";
+  // Alloc releases first: a failed one leaves the handle empty and the old block to `shared`.
+  EXPECT_FALSE(full.Alloc(4));
+  EXPECT_FALSE(full);
+  EXPECT_EQ(shared.lockcnt(), 1u);
 }
 
 TEST(TypedObjectVector, KeepsOnePrivateCopyPerClassInTypeOrder) {

@@ -72,14 +72,20 @@ TEST(PlainMemory, AllocReserveAndResizeKeepTheirSizeRules) {
   EXPECT_EQ(empty.GetTypeID(), CPPlainMemory::GetTypeID());
 }
 
-TEST(PlainMemory, AllocationFailureLeavesTheHandleUnchanged) {
+TEST(PlainMemory, FailedReserveAndResizeKeepTheHandleAFailedAllocEmptiesIt) {
   CPPlainMemory memory;
   ASSERT_TRUE(memory.Alloc(4));
+  CPPlainMemory shared = memory;
   void const * const place = memory;
   vorx::test::AllocationFailure failing;
-  EXPECT_FALSE(memory.Alloc(8));
   EXPECT_FALSE(memory._Reserve(8, &CPPlainMemory::_vtbl));
   EXPECT_FALSE(memory.Resize(8));
   EXPECT_EQ(static_cast<void const *>(memory), place);
   EXPECT_EQ(Sizes(memory), "4/4");
+  // Alloc releases first: the old reference is gone even though the new block is not there.
+  EXPECT_FALSE(memory.Alloc(8));
+  EXPECT_FALSE(memory);
+  EXPECT_EQ(shared.lockcnt(), 1u);
+  EXPECT_FALSE(shared._Alloc(8, &CPPlainMemory::_vtbl));
+  EXPECT_FALSE(shared);
 }

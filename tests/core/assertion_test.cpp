@@ -89,7 +89,9 @@ TEST(ResultCode, FailuresApplyTheTwoSwitches) {
     LogCapture log;
     SwitchesScope switches(row.switches);
     VORX::hr const result(row.code);
-    EXPECT_EQ(static_cast<bool>(result), row.code >= 0) << row.code;
+    bool const asBool = result; // through operator bool, not the integer
+    EXPECT_EQ(asBool, row.code >= 0) << row.code;
+    EXPECT_EQ([&]() -> bool { return result; }(), row.code >= 0) << row.code;
     EXPECT_EQ(Logged(log), row.logged) << row.code;
     // Compared last: building the second code may log again.
     EXPECT_TRUE(result == row.code && static_cast<std::int32_t>(result) == row.code &&

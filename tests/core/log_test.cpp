@@ -92,7 +92,32 @@ TEST(ExternalLogger, ReceivesTheCallUnformattedAndWithoutDefaults) {
   EXPECT_EQ(line.file + ":" + std::to_string(line.line), "<null>:7");
   // No default category, no formatting, no label.
   EXPECT_EQ(line.category + u"|" + line.format + u"|" + line.message, u"<null>|%d-%ls|3-x");
+  // Formatted text goes as the argument of "%ls", never as the format.
+  _logWriteText(qefDL_Info, u"c", nullptr, 0, u"100% %s done");
+  ASSERT_EQ(capture.Lines().size(), 2u);
+  EXPECT_EQ(capture.Lines()[1].format + u"|" + capture.Lines()[1].message, u"%ls|100% %s done");
   EXPECT_TRUE(g_sent.empty()) << "the logger takes the place of the debugger";
+}
+
+TEST(DebuggerChannel, PassesLongTextsWhole) {
+  // 5000 characters, most of three UTF-8 bytes, some outside the BMP (a surrogate pair, four
+  // bytes), through the system channel (standard error) and through the hook.
+  std::u16string wide;
+  std::string utf8;
+  for (int i = 0; i < 5000; ++i) {
+    wide += i % 1024 == 1023 ? u"\U0001F600" : u"\u20AC";
+    utf8 += i % 1024 == 1023 ? "\U0001F600" : "\u20AC";
+  }
+  testing::internal::CaptureStderr();
+  OS::OutputDebugMessage(wide.c_str());
+  OS::OutputDebugMessage(utf8.c_str());
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), utf8 + utf8);
+
+  DebuggerScope debugger(true);
+  OS::OutputDebugMessage(wide.c_str());
+  OS::OutputDebugMessage(utf8.c_str());
+  ASSERT_EQ(g_sent.size(), 2u);
+  EXPECT_TRUE(g_sent[0] == wide && g_sent[1] == wide);
 }
 
 TEST(ExternalLogger, ThatThrowsIsUninstalledForGood) {

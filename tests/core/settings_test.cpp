@@ -43,6 +43,9 @@ TEST(SettingsFile, ReadsTheDebugSectionLikeTheProfileReader) {
       {"[Debug]\nAssertBox=-1\n", "100"},
       {"[Other]\nAssertBox=1\n", "000"},
       {"[Debug]\nAssertBox=0\nAssertBox=1\n", "000"}, // the first one counts
+      // White space that starts a line is ignored, on keys and sections alike.
+      {"[Debug]\nAssertBox=1\n  LogFailedHRESULT=1\n\tBreakOnHRESULT=1\n", "111"},
+      {"  [Debug]\n AssertBox = 1\n", "100"},
   };
   for (auto [text, switches] : rows) {
     EXPECT_EQ(Read(text), switches) << text;

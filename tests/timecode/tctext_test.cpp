@@ -113,6 +113,11 @@ TEST(ShortTimecodeText, FreeTextIsCompletedIntoTheTwelveCharacterForm) {
       {"1:2:3:4:5", "*##:##:##:##"},
       {"123456789", "*##:##:##:##"},
       {"10/00/00/00", "*##:##:##:##"},
+      // Already in the twelve-character form: unchanged, a "-" in a field is a placeholder.
+      {" --:02:03:04", " --:02:03:04"},
+      {" -1:02:03:04", " -1:02:03:04"},
+      {" 0-:00:00:01", " 0-:00:00:01"},
+      {" 1-:00:00:00", " 1-:00:00:00"},
   };
   for (Case const & c : kCases) {
     SZTC const text(c.typed);
@@ -128,6 +133,23 @@ TEST(ShortTimecodeText, FreeTextIsCompletedIntoTheTwelveCharacterForm) {
   EXPECT_EQ(Text(SZTC(static_cast<qefWChar const *>(nullptr))), " --:--:--:--");
   EXPECT_EQ(Text(SZTC(static_cast<char const *>(nullptr))), " --:--:--:--");
   EXPECT_EQ(Text(SZTC("\xC3\xA9")), "*##:##:##:##") << "not ASCII";
+}
+
+TEST(ShortTimecodeText, DashesInTheHoursArePlaceholdersNotSigns) {
+  struct Case {
+    char16_t const * text;
+    std::int64_t position; // PAL: 25 frames a second, 48 position units a frame
+  } const kCases[] = {
+      {u" --:02:03:04", ((2 * 60 + 3) * 25 + 4) * 48},
+      {u" -1:02:03:04", (((1 * 60 + 2) * 60 + 3) * 25 + 4) * 48},
+      {u" -0:00:00:01", 48},
+      {u" 0-:00:00:01", 48},
+      {u" 1-:00:00:00", 10 * 3600 * 25 * 48},
+  };
+  for (Case const & c : kCases) {
+    EXPECT_EQ(static_cast<std::int64_t>(timecode(c.text)), c.position)
+        << vorx::test::Narrow(c.text);
+  }
 }
 
 TEST(ShortTimecodeText, ConversionsReadThroughTheLabel) {

@@ -1,4 +1,5 @@
 // vorx tc: reads a timecode and shows it in every form; converts and adds.
+#include <vorx/string.h>
 #include <vorx/timecode.h>
 
 #include <cstdint>
@@ -43,23 +44,31 @@ char const kUsage[] =
     "\n"
     "Example: vorx tc 00.01:00.02 --to HDNTSC(DF)\n";
 
+// Wide text as UTF-8, through the library's converter.
 std::string Narrow(qefWChar const * text) {
-  std::string out;
-  for (; *text != 0; ++text) {
-    out += *text < 0x80 ? static_cast<char>(*text) : '?';
+  std::uint64_t const bytes =
+      VORX::String::qefWChar_To_UTF8(text, VORX::String::qefAllOnes, nullptr, 0);
+  if (bytes == 0) {
+    return std::string();
   }
+  std::string out(static_cast<std::size_t>(bytes), '\0');
+  VORX::String::qefWChar_To_UTF8(text, VORX::String::qefAllOnes,
+                                 reinterpret_cast<unsigned char *>(out.data()), bytes);
+  out.resize(static_cast<std::size_t>(bytes - 1));
   return out;
 }
 
-// ASCII text as wide characters; false for anything else.
+// UTF-8 text as wide characters, through the library's converter; false when it is not UTF-8.
 bool Widen(std::string const & text, std::u16string & wide) {
-  wide.clear();
-  for (char ch : text) {
-    if (static_cast<unsigned char>(ch) >= 0x80) {
-      return false;
-    }
-    wide += static_cast<char16_t>(ch);
+  auto const bytes = reinterpret_cast<unsigned char const *>(text.c_str());
+  std::uint64_t const units =
+      VORX::String::UTF8_To_qefWChar(bytes, VORX::String::qefAllOnes, nullptr, 0);
+  if (units == 0) {
+    return false;
   }
+  wide.assign(static_cast<std::size_t>(units), u'\0');
+  VORX::String::UTF8_To_qefWChar(bytes, VORX::String::qefAllOnes, wide.data(), units);
+  wide.resize(static_cast<std::size_t>(units - 1));
   return true;
 }
 
@@ -115,7 +124,7 @@ timecode ReadTimecode(std::string const & text, std::uint32_t system, std::strin
   }
   std::u16string wide;
   if (!Widen(text, wide)) {
-    error = "cannot read '" + text + "' as a timecode (not ASCII)";
+    error = "cannot read '" + text + "' as a timecode (not UTF-8)";
     return timecode();
   }
   if (text.find("Hz") != std::string::npos) {
