@@ -712,9 +712,10 @@ public:
   // unsorted array or one without a vector.
   std::uint64_t LocateEntry(CPPoolString const & s) const;
   // The elements joined by `separator` as one pooled string; the null string for no elements.
-  // Null elements contribute empty pieces. Note: each element contributes its `len()` units;
-  // the joined text is then interned like any other, so where it holds surrogate pairs its last
-  // units are cut off (one per pair).
+  // Null elements contribute empty pieces; only empty pieces give the empty string.
+  // Note: each element contributes its `len()` units and the joined text is interned like any
+  // other, so where it holds surrogate pairs its last units are cut off (one per pair), and an
+  // element whose stored text ends inside a pair makes the result the null string.
   CPPoolString Flatten(qefWChar separator) const;
   // Replaces the elements by the pieces of `text` between separators: a leading or doubled
   // separator gives a null element, a trailing one nothing (deliberately). A sorted array skips
