@@ -328,6 +328,9 @@ public:
   using CBaseHashTable::FindItem;
   using CBaseHashTable::PurgeTable;
 
+  // Starts an ageing pass: no slot has been copied by a removal yet.
+  void BeginPass() { m_copiedSlot = kNoSlot; }
+
 protected:
   int compare(CPObjectMemory const & a, CPObjectMemory const & b) override {
     tagPOOLSTRING const * ra = _rec(a);
@@ -359,8 +362,10 @@ protected:
   bool isDisposable(CPObjectMemory const & item) override {
     CPObjectMemory const check(item);
     tagPOOLSTRING * record = _cRecordAccess::Record(item);
-    // The table, the group vector and this check: nobody else holds it.
-    if (check.lockcnt() == 3) {
+    // The table, the group vector and this check: nobody else holds it. Once a record has left
+    // a slot in this pass, the walk's own copy of the slot holds the others once more.
+    std::uint32_t const poolHeld = (record->sHash & m_mask) == m_copiedSlot ? 4 : 3;
+    if (check.lockcnt() == poolHeld) {
       if (++record->idlePasses > 1) {
         return true;
       }
@@ -375,6 +380,7 @@ protected:
   // was the last).
   void tblfinalize(CPObjectMemory const & item) override {
     tagPOOLSTRING const * record = _rec(item);
+    m_copiedSlot = record->sHash & m_mask;
     _tagGroupProbe probe(item);
     CPObjectMemory found = m_groups->FindItem(record->sHashi, probe.Handle());
     if (!found) {
@@ -396,7 +402,9 @@ protected:
   }
 
 private:
+  static constexpr std::uint64_t kNoSlot = ~std::uint64_t{0};
   CCaseInsensitiveHash * m_groups;
+  std::uint64_t m_copiedSlot = kNoSlot; // the slot of the last removal in this pass
 };
 
 // Counts the records held outside the pool (more than the table, the group and the walk).
@@ -832,6 +840,7 @@ bool CStringPool::Collect(std::uint32_t timeLimit) {
   _tagPool & pool = _pool();
   _cPoolLock lock(pool);
   try {
+    pool.records.BeginPass();
     return pool.records.DisposeTable(timeLimit);
   } catch (...) {
     return false;

@@ -230,6 +230,29 @@ TEST(StringPool, AnUnheldStringLosesItsUTF8CopyOnTheFirstPassAndGoesOnTheSecond)
   EXPECT_EQ(CStringPool::GetSize(), size);
   EXPECT_TRUE(CStringPool::QueryStringRef(u"size-me").isnull());
 
+  // Two strings of one slot both go: the removal of the first does not make the second look
+  // held (regression: the walk's copy of the slot once counted as a holder).
+  std::vector<std::u16string> tried;
+  std::u16string pair[2];
+  for (int i = 0; pair[0].empty(); ++i) {
+    std::u16string const text = u"same-slot-" +
+                                std::u16string(1, static_cast<char16_t>(u'A' + i % 26)) +
+                                std::u16string(static_cast<std::size_t>(i / 26), u'z');
+    for (std::u16string const & other : tried) {
+      if ((Crc64Bitwise(other) & 0xFFF) == (Crc64Bitwise(text) & 0xFFF)) {
+        pair[0] = other;
+        pair[1] = text;
+      }
+    }
+    tried.push_back(text);
+  }
+  CPPoolString(pair[0].c_str());
+  CPPoolString(pair[1].c_str());
+  EXPECT_EQ(CStringPool::GetNItems(), records + 2);
+  EXPECT_TRUE(CStringPool::Collect(kWholeTable));
+  EXPECT_TRUE(CStringPool::Collect(kWholeTable));
+  EXPECT_EQ(CStringPool::GetNItems(), records);
+
   // A string held during a pass starts counting again.
   CPPoolString held(u"held-during-a-pass");
   EXPECT_TRUE(CStringPool::Collect(kWholeTable));
