@@ -4,11 +4,16 @@
 #include <vorx/string.h>
 #include <vorx/threading.h>
 
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <vorx/develop.h>
 
 #include "support/diagnostics_capture.h"
 #include "support/memory_hooks.h"
@@ -422,6 +427,57 @@ TEST(StringPool, AFailedAllocationLeavesThePoolAsItWas) {
         return CStringPool::GetStringRef(&submitter);
       },
       "submitter");
+}
+
+int g_diagnosisPipe = -1;
+
+// Writes "level file line message" lines to the pipe (the messages are ASCII).
+void PipeLogger(_qefDebugLevel level, qefWChar const * category, char const * file, int line,
+                qefWChar const * format, std::va_list arguments) {
+  qefWChar message[256];
+  VORX::String::_vsnwprintf(message, 256, format, arguments);
+  std::string text =
+      std::to_string(level) + " " + (file ? file : "") + " " + std::to_string(line) + " ";
+  for (qefWChar const * p = category; p && *p; ++p) {
+    text.push_back(static_cast<char>(*p));
+  }
+  text.push_back(' ');
+  for (qefWChar const * p = message; *p; ++p) {
+    text.push_back(static_cast<char>(*p));
+  }
+  text.push_back('\n');
+  if (write(g_diagnosisPipe, text.data(), text.size()) < 0) {
+    std::_Exit(3);
+  }
+}
+
+TEST(StringPool, WritesItsDiagnosisWhenTheLibraryIsUnloaded) {
+  int fds[2];
+  ASSERT_EQ(pipe(fds), 0);
+  pid_t const child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    // The child holds one string outside the pool and ends, unloading the library.
+    close(fds[0]);
+    g_diagnosisPipe = fds[1];
+    new CPPoolString(u"still-held-at-unload");
+    CPPoolString(u"not-held-at-unload");
+    VORX::Develop::SetExternalLogger(&PipeLogger);
+    std::exit(0);
+  }
+  close(fds[1]);
+  std::string lines;
+  char buffer[512];
+  for (ssize_t got; (got = read(fds[0], buffer, sizeof buffer)) > 0;) {
+    lines.append(buffer, static_cast<std::size_t>(got));
+  }
+  close(fds[0]);
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  EXPECT_EQ(lines, "8 cstringpool 2956 VORX SPool ClearTable: Diagnosis started\n"
+                   "8 cstringpool 2958 VORX SPool ClearTable: diagnosis done, 1 items still "
+                   "referenced\n");
 }
 
 } // namespace
