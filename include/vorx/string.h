@@ -611,9 +611,9 @@ namespace VORX::String {
 // Wide (`qefWChar const *`) and UTF-8 (`unsigned char const *`) forms exist for each lookup; the
 // `n` forms read at most `n` units (wide) or bytes (UTF-8) and stop earlier at a terminator; a
 // character that would reach beyond `n` is left out. A null text gives the null string, a text
-// that starts with its terminator the empty string. Text that cannot be measured (a lone
-// surrogate, malformed UTF-8, a code point above U+10FFFF) and a failed allocation give the
-// null string.
+// that starts with its terminator (or an `n` of 0) the empty string. Text that cannot be
+// measured (a lone surrogate, malformed UTF-8, a code point above U+10FFFF), a text of 2^40
+// units or more, and a failed allocation give the null string.
 // Note: texts of equal length and equal hashes whose first ten characters agree are one record,
 // deliberately (the two 64-bit hashes are trusted).
 // Thread safety: every operation may run on any thread; one recursive lock guards the tables,

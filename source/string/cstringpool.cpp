@@ -66,6 +66,18 @@ private:
 // Characters given one at a time (from UTF-8), gathered into chunks.
 class _cHasher {
 public:
+  // An ASCII character.
+  void AddAscii(unsigned char c) {
+    m_hashes.m.length += 1;
+    m_hashes.m.utf8Size += 1;
+    qefWChar const lower = kAsciiLower[c];
+    m_exact[m_count] = c;
+    m_lower[m_count] = lower;
+    m_changed |= lower != c;
+    if (++m_count == kChunk) {
+      Flush();
+    }
+  }
   void Add(std::uint32_t c) {
     m_hashes.m.length += c < 0x10000 ? 1 : 2;
     m_hashes.m.utf8Size += c < 0x80 ? 1 : c < 0x800 ? 2 : c < 0x10000 ? 3 : 4;
@@ -168,7 +180,7 @@ bool _measureUTF8(unsigned char const * p, std::uint64_t n, _tagMeasure & m,
   while (i < n && p[i] != 0) {
     unsigned char const lead = p[i];
     if (lead < 0x80) {
-      h.Add(lead);
+      h.AddAscii(lead);
       ++i;
       continue;
     }
@@ -619,7 +631,12 @@ void _writeUnits(void const * text, qefWChar * out, std::uint64_t length) {
 void _writeUTF8(void const * text, qefWChar * out, std::uint64_t length) {
   unsigned char const * p = static_cast<unsigned char const *>(text);
   qefWChar * q = out;
-  while (static_cast<std::uint64_t>(q - out) < length && utf8_qefW(q, p)) {
+  while (static_cast<std::uint64_t>(q - out) < length) {
+    if (*p < 0x80) {
+      *q++ = *p++;
+    } else if (!utf8_qefW(q, p)) {
+      break;
+    }
   }
 }
 
