@@ -45,6 +45,14 @@ std::uint64_t Crc64Bitwise(std::u16string const & units) {
   return crc;
 }
 
+// Interned during the static initialisation of the test program, before any `AppInit`.
+CPPoolString const g_internedAtLoad(u"interned-at-load");
+
+TEST(StringPool, InterningWorksFromLoad) {
+  EXPECT_TRUE(CStringPool::QueryStringRef(u"interned-at-load") == g_internedAtLoad);
+  EXPECT_TRUE(g_internedAtLoad.Verify());
+}
+
 TEST(StringPool, EverySourceOfOneTextGivesOneRecord) {
   CPPoolString const a = CStringPool::GetStringRef(u"pool-once");
   long const blocks = vorx::test::LiveBlocks();
