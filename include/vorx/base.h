@@ -9,3 +9,13 @@
 
 // The library's wide character: one UTF-16 code unit. Wide literals are written u"...".
 using qefWChar = char16_t;
+
+namespace VORX {
+
+// Test hook: false makes the text converters and the CRC take their portable code, as on a
+// processor without the vector extensions they use; true (the default) lets them choose by what
+// the processor offers. Results are the same either way. Safe from any thread; a call already
+// running finishes on the path it chose.
+VORX_API void _useVectorCode(bool enabled);
+
+} // namespace VORX

@@ -480,8 +480,9 @@ private:
 
 // Table-driven cyclic redundancy check, most significant bit first, of width 8 to 64 and any
 // polynomial; no reflection and no final exclusive-or. The library's checksum is
-// `CMachineCRC(64, 0x42F0E1EBA9EA3693)` (CRC-64/ECMA-182). Immutable after construction, so
-// one object may serve several threads.
+// `CMachineCRC(64, 0x42F0E1EBA9EA3693)` (CRC-64/ECMA-182). Width 64 folds long data by
+// carry-less multiplication where the processor offers it, with the table's results.
+// Immutable after construction, so one object may serve several threads.
 class VORX_API CMachineCRC {
 public:
   // A width below 8 or above 64 leaves the table empty: `Eval` then computes nothing.
@@ -497,6 +498,9 @@ private:
   // Width 64 only (else zero): slice[k][b] is the CRC of byte `b` followed by k + 1 zero bytes,
   // so eight bytes are folded in one step with the same result as the byte-wise update.
   std::uint64_t slice[7][256];
+  // Width 64 only (else zero): x^D and x^(D + 64) modulo the polynomial for the distances the
+  // carry-less folding uses, which runs where the processor offers it.
+  std::uint64_t fold[16];
 };
 
 } // namespace VORX::Buffers

@@ -6,6 +6,7 @@
 #include <vorx/core.h>
 #include <vorx/develop.h>
 #include <vorx/hr.h>
+#include <vorx/files.h>
 #include <vorx/internetional.h>
 #include <vorx/lookup.h>
 #include <vorx/math.h>

@@ -1,7 +1,9 @@
 // Private to the string area: the window scanners and converters behind the whole-buffer
 // converters, the counters and the string classes. A window is the text up to its terminator or
 // its `max` units, whichever comes first; the scanners never use what lies outside it (the wide
-// length reads whole aligned blocks, see `_wcsnlen`).
+// length reads whole aligned blocks, see `_wcsnlen`). On text of 64 units or more they hand
+// whole blocks to the AVX-512 kernels of utf_vector.h where the processor has them, with the
+// same results.
 #pragma once
 
 #include <array>
@@ -9,6 +11,8 @@
 #include <cstring>
 
 #include <vorx/base.h>
+
+#include "string/utf_vector.h"
 
 #if defined(__SSE2__)
 #include <emmintrin.h> // sixteen bytes at a time on the ASCII paths; the word code elsewhere
@@ -168,6 +172,12 @@ inline bool _checkWordUTF8(std::uint64_t v, std::uint64_t & expected, unsigned &
   return true;
 }
 
+// Text shorter than this is not worth the vector kernels' dispatch.
+inline constexpr std::size_t kVectorMinimum = 64;
+// After a block that the vector kernels would not take, the portable code takes about this
+// many units before it hands back to them.
+inline constexpr std::size_t kVectorBlock = 64;
+
 // Scans UTF-8 text, counting wide units or code points per `what`.
 inline _Scan _scanUTF8(unsigned char const * p, std::uint64_t max, _U8Count what) {
   if (!p || max == 0) {
@@ -175,12 +185,21 @@ inline _Scan _scanUTF8(unsigned char const * p, std::uint64_t max, _U8Count what
   }
   std::size_t const n = ::strnlen(reinterpret_cast<char const *>(p), max);
   bool const terminated = n < max;
+  bool const vectors = n >= kVectorMinimum && _textVectors();
   std::size_t i = 0;
   std::uint64_t count = 0;
   while (i < n) {
-    // Whole words while they are well formed; characters may straddle words.
+    if (vectors) {
+      i += _countUTF8Vec(p + i, n - i, what == _U8Count::Units16, count);
+      if (i == n) {
+        break;
+      }
+    }
+    // Whole words while they are well formed (up to the next block the kernel may take);
+    // characters may straddle words.
+    std::size_t const limit = vectors && n - i > kVectorBlock ? i + kVectorBlock : n;
     std::uint64_t expected = 0;
-    while (i + 8 <= n) {
+    while (i + 8 <= limit) {
       std::uint64_t v;
       std::memcpy(&v, p + i, 8);
       if ((v & kHigh8) == 0 && expected == 0) {
@@ -246,10 +265,18 @@ template <typename U> inline _Scan _scanWide(U const * p, std::uint64_t max, _WC
   }
   std::size_t const n = _wcsnlen(p, max);
   bool const terminated = n < max;
+  bool const vectors = n >= kVectorMinimum && _textVectors();
   std::size_t i = 0;
   std::uint64_t count = 0;
   while (i < n) {
-    while (i + 4 <= n) {
+    if (vectors) {
+      i += _countWideVec(p + i, n - i, what == _WCount::Utf8Bytes, count);
+      if (i == n) {
+        break;
+      }
+    }
+    std::size_t const limit = vectors && n - i > kVectorBlock ? i + kVectorBlock : n;
+    while (i + 4 <= limit) {
       std::uint64_t v;
       std::memcpy(&v, p + i, 8);
       if (_hasSurrogate(v)) {
@@ -309,7 +336,16 @@ inline std::size_t _decodeUTF8(unsigned char const * p, std::size_t n, bool term
   std::size_t i = 0;
   std::size_t o = 0;
   tooLarge = false;
+  bool const vectors = n >= kVectorMinimum && _textVectors();
   while (i < n) {
+    if (vectors) {
+      _VecStep const step = _decodeUTF8Vec(p + i, n - i, d + o);
+      i += step.read;
+      o += step.written;
+      if (i == n) {
+        break;
+      }
+    }
 #if defined(__SSE2__)
     if (i + 16 <= n) {
       __m128i const v = _mm_loadu_si128(reinterpret_cast<__m128i const *>(p + i));
@@ -331,7 +367,8 @@ inline std::size_t _decodeUTF8(unsigned char const * p, std::size_t n, bool term
       o += 8;
       continue;
     }
-    std::size_t const stretch = n - i < kScalarStretch ? n : i + kScalarStretch;
+    std::size_t const run = vectors ? kVectorBlock : kScalarStretch;
+    std::size_t const stretch = n - i < run ? n : i + run;
     do {
       unsigned const b0 = p[i];
       if (b0 < 0x80) {
@@ -384,7 +421,16 @@ inline std::size_t _encodeWide(U const * p, std::size_t n, bool terminated, unsi
                                _Stop & stop) {
   std::size_t i = 0;
   std::size_t o = 0;
+  bool const vectors = n >= kVectorMinimum && _textVectors();
   while (i < n) {
+    if (vectors) {
+      _VecStep const step = _encodeWideVec(p + i, n - i, d + o);
+      i += step.read;
+      o += step.written;
+      if (i == n) {
+        break;
+      }
+    }
 #if defined(__SSE2__)
     if (i + 16 <= n) {
       __m128i const a = _mm_loadu_si128(reinterpret_cast<__m128i const *>(p + i));
@@ -410,7 +456,8 @@ inline std::size_t _encodeWide(U const * p, std::size_t n, bool terminated, unsi
         continue;
       }
     }
-    std::size_t const stretch = n - i < kScalarStretch ? n : i + kScalarStretch;
+    std::size_t const run = vectors ? kVectorBlock : kScalarStretch;
+    std::size_t const stretch = n - i < run ? n : i + run;
     do {
       unsigned const u = p[i];
       if (u < 0x80) {
