@@ -257,6 +257,7 @@ public:
   std::atomic<int> components{0};
   std::atomic<int> instances{0};
   std::atomic<int> lookups{0};
+  std::atomic<int> created{0}; // components made, by any slot
   bool fail = false;
   bool throws = false;
 
@@ -273,6 +274,7 @@ private:
       return static_cast<std::int32_t>(0x80040111u);
     }
     CCounter * const made = CCounter::New(m_made);
+    created.fetch_add(1);
     std::int32_t const result = made->QueryInterface(id, out);
     made->Release();
     return result;
