@@ -1,11 +1,10 @@
-// Test components: a counted component that records every call made on it, an uncounted one,
-// interfaces that throw, and a host factory with class definitions.
+// Test components: a counted component that records the calls made on it, an uncounted one,
+// an interface that throws on demand, and a host factory with class definitions.
 #pragma once
 
 #include <atomic>
 #include <cstring>
 #include <map>
-#include <mutex>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -16,17 +15,13 @@ namespace qeftest {
 
 using namespace VORX::QEF;
 
-// 6B29FC40-CA47-1067-B31D-00DD010662DA: a test interface with one operation.
-inline constexpr _qefUID IID_ITestValue{
-    0x6B29FC40u, 0xCA47u, 0x1067u, {0xB3u, 0x1Du, 0x00u, 0xDDu, 0x01u, 0x06u, 0x62u, 0xDAu}};
-// 6B29FC41-CA47-1067-B31D-00DD010662DA: an interface nothing offers.
-inline constexpr _qefUID IID_INothing{
-    0x6B29FC41u, 0xCA47u, 0x1067u, {0xB3u, 0x1Du, 0x00u, 0xDDu, 0x01u, 0x06u, 0x62u, 0xDAu}};
-// Class ids the test factory knows.
-inline constexpr _qefUID CLSID_Counter{
-    0x0000C001u, 0x0001u, 0x0002u, {0x80u, 0x00u, 0x00u, 0x00u, 0x00u, 0x00u, 0x00u, 0x01u}};
-inline constexpr _qefUID CLSID_Related{
-    0x0000C002u, 0x0001u, 0x0002u, {0x80u, 0x00u, 0x00u, 0x00u, 0x00u, 0x00u, 0x00u, 0x02u}};
+constexpr _qefUID Id(std::uint32_t n) {
+  return _qefUID{n, 0x1067u, 0x4000u, {0xB3u, 0x1Du, 0, 0, 0, 0, 0, 0xDAu}};
+}
+inline constexpr _qefUID IID_ITestValue = Id(1); // offered by `CCounter`
+inline constexpr _qefUID IID_INothing = Id(2);   // offered by nothing
+inline constexpr _qefUID CLSID_Counter = Id(3);  // the class the test factory makes
+inline constexpr _qefUID CLSID_Related = Id(4);  // a second definition
 
 struct ITestValue : IQEFUnknown {
   virtual int Value() = 0;
@@ -35,42 +30,36 @@ protected:
   ~ITestValue() = default;
 };
 
-// What happened to one counted component, kept by the test so that it outlives the object.
-// `events` is written by single-threaded tests only: 'A' AddRef, 'R' Release, 'Q' an answered
-// query (with its reference), 'q' a refused query.
+// What happened to counted components, kept by the test so that it outlives them. `events`
+// ('A' AddRef, 'R' Release, 'Q' an answered query, 'q' a refused one) is kept only while
+// `record` is set, by single-threaded tests.
 struct Probe {
-  std::atomic<int> addRefs{0};
+  std::atomic<int> addRefs{0}; // AddRef calls and answered queries
   std::atomic<int> releases{0};
   std::atomic<int> destroyed{0};
   std::string events;
   bool record = true;
 };
 
-// A counted heap component offering the root interface and `ITestValue` (a different address).
+// A counted heap component offering the root interface and `ITestValue` (a second address).
 class CCounter final : public _cQEFUnknown, public ITestValue {
 public:
-  // Created with one reference, the creator's.
-  static CCounter * New(Probe & probe, int value = 7) { return new CCounter(probe, value); }
-
+  // Made with one reference, the creator's.
+  static CCounter * New(Probe & probe) { return new CCounter(probe); }
   std::int32_t QueryInterface(_qefUID const & id, void ** out) override {
     std::int32_t const result = _query(id, out);
-    _note(result >= 0 ? 'Q' : 'q');
-    if (result >= 0) {
-      m_probe.addRefs.fetch_add(1);
-    }
+    _note(result >= 0 ? 'Q' : 'q', result >= 0 ? &m_probe.addRefs : nullptr);
     return result;
   }
   std::uint32_t AddRef() override {
-    _note('A');
-    m_probe.addRefs.fetch_add(1);
+    _note('A', &m_probe.addRefs);
     return _addRef();
   }
   std::uint32_t Release() override {
-    _note('R');
-    m_probe.releases.fetch_add(1);
+    _note('R', &m_probe.releases);
     return _release();
   }
-  int Value() override { return m_value; }
+  int Value() override { return 7; }
   void _destroy() const override {
     m_probe.destroyed.fetch_add(1);
     delete this;
@@ -82,27 +71,28 @@ public:
     return _cQEFUnknown::_queryinterface(id);
   }
   _qefUID const & GetClassID() const override { return CLSID_Counter; }
-
-  // The count as the object holds it (AddRef then Release, not recorded).
+  // The count the object holds, read without recording.
   std::uint32_t Count() const {
     std::uint32_t const count = _addRef();
     _release();
-    return count == 0 ? 0 : count - 1;
+    return count - 1;
   }
 
 private:
-  CCounter(Probe & probe, int value) : _cQEFUnknown(1), m_probe(probe), m_value(value) {}
+  explicit CCounter(Probe & probe) : _cQEFUnknown(1), m_probe(probe) {}
   ~CCounter() = default;
-  void _note(char event) {
+  void _note(char event, std::atomic<int> * counter) {
+    if (counter) {
+      counter->fetch_add(1);
+    }
     if (m_probe.record) {
       m_probe.events += event;
     }
   }
   Probe & m_probe;
-  int m_value;
 };
 
-// An uncounted component (count 0): a static or stack object.
+// An uncounted component (count 0), as a static or stack object is.
 class CUncounted final : public _cQEFUnknown {
 public:
   std::int32_t QueryInterface(_qefUID const & id, void ** out) override { return _query(id, out); }
@@ -116,16 +106,12 @@ public:
   mutable int destroyed = 0;
 };
 
-// An interface whose `Release` or `QueryInterface` throws on demand; counted by hand.
+// Counted by hand; its `Release` or `QueryInterface` throws on demand.
 class CThrower final : public IQEFUnknown {
 public:
-  std::int32_t QueryInterface(_qefUID const & id, void ** out) override {
+  std::int32_t QueryInterface(_qefUID const &, void ** out) override {
     if (throwOnQuery) {
       throw std::runtime_error("query");
-    }
-    if (!_sameUID(id, IID_IQEFUnknown)) {
-      *out = nullptr;
-      return QEF_E_NOINTERFACE;
     }
     *out = this;
     ++count;
@@ -145,31 +131,42 @@ public:
   virtual ~CThrower() = default;
 };
 
-// A definition: attributes by id, each a value type and its bytes. Counted by hand, kept by
-// the factory.
-class CDefinition final : public IQEFDefinition {
+// Counted by hand, so that a test sees every reference come back.
+template <class I> class CHandCounted : public I {
 public:
-  std::int32_t QueryInterface(_qefUID const & id, void ** out) override {
-    if (_sameUID(id, IID_IQEFUnknown) || _sameUID(id, IID_IQEFDefinition)) {
-      *out = static_cast<IQEFDefinition *>(this);
-      count.fetch_add(1);
-      return QEF_S_OK;
-    }
-    *out = nullptr;
-    return QEF_E_NOINTERFACE;
-  }
   std::uint32_t AddRef() override { return count.fetch_add(1) + 1; }
   std::uint32_t Release() override { return count.fetch_sub(1) - 1; }
+  std::int32_t Offer(_qefUID const & id, _qefUID const & own, void ** out) {
+    bool const offered = _sameUID(id, IID_IQEFUnknown) || _sameUID(id, own);
+    *out = offered ? static_cast<I *>(this) : nullptr;
+    if (!offered) {
+      return QEF_E_NOINTERFACE;
+    }
+    AddRef();
+    return QEF_S_OK;
+  }
+  std::atomic<std::uint32_t> count{0};
+
+protected:
+  ~CHandCounted() = default;
+};
+
+// A definition: attributes by the first word of their id, each a value type and its bytes.
+class CDefinition final : public CHandCounted<IQEFDefinition> {
+public:
+  std::int32_t QueryInterface(_qefUID const & id, void ** out) override {
+    return Offer(id, IID_IQEFDefinition, out);
+  }
   std::int32_t GetDefinitionID(_qefUID * id) override {
-    *id = self;
+    *id = CLSID_Counter;
     return QEF_S_OK;
   }
   std::int32_t HasAttribute(_qefUID const & attribute) override {
-    return attributes.count(cqefuid(attribute)) ? 0 : 1;
+    return attributes.count(attribute.Data1) ? 0 : 1;
   }
   std::int32_t GetAttribute(_qefUID const & attribute, _qefUID const & type, void * buffer,
                             std::uint32_t bytes) override {
-    auto const found = attributes.find(cqefuid(attribute));
+    auto const found = attributes.find(attribute.Data1);
     if (found == attributes.end() || !_sameUID(found->second.type, type) ||
         found->second.bytes.size() > bytes) {
       return static_cast<std::int32_t>(0x80004005u);
@@ -177,55 +174,30 @@ public:
     std::memcpy(buffer, found->second.bytes.data(), found->second.bytes.size());
     return QEF_S_OK;
   }
-
-  void SetIdentifier(_qefUID const & attribute, _qefUID const & value) {
-    _set(attribute, TYPEID_Identifier, &value, sizeof value);
-  }
-  void SetNumber(_qefUID const & attribute, std::uint32_t value) {
-    _set(attribute, TYPEID_UInt32, &value, sizeof value);
+  template <class T> void Set(_qefUID const & attribute, _qefUID const & type, T const & value) {
+    auto const * bytes = reinterpret_cast<unsigned char const *>(&value);
+    attributes[attribute.Data1] = {type, std::vector<unsigned char>(bytes, bytes + sizeof(T))};
   }
   void SetText(_qefUID const & attribute, std::u16string const & text) {
-    _set(attribute, TYPEID_Text, text.c_str(), (text.size() + 1) * sizeof(char16_t));
+    auto const * bytes = reinterpret_cast<unsigned char const *>(text.c_str());
+    attributes[attribute.Data1] = {TYPEID_Text, {bytes, bytes + 2 * (text.size() + 1)}};
   }
-
   struct Value {
     _qefUID type;
     std::vector<unsigned char> bytes;
   };
-  struct Less {
-    bool operator()(cqefuid const & a, cqefuid const & b) const {
-      return std::memcmp(&static_cast<_qefUID const &>(a), &static_cast<_qefUID const &>(b),
-                         sizeof(_qefUID)) < 0;
-    }
-  };
-  std::map<cqefuid, Value, Less> attributes;
-  _qefUID self{};
-  std::atomic<std::uint32_t> count{0};
-
-private:
-  void _set(_qefUID const & attribute, _qefUID const & type, void const * data, std::size_t n) {
-    auto const * bytes = static_cast<unsigned char const *>(data);
-    attributes[cqefuid(attribute)] = Value{type, std::vector<unsigned char>(bytes, bytes + n)};
-  }
+  std::map<std::uint32_t, Value> attributes;
 };
 
-// The host's factory: creates `CCounter` for `CLSID_Counter` (slot 3 and 4 alike, counting
-// which was used), finds the definitions it holds, enumerates as a fresh counter. Counted by
-// hand (a static object in the host); `fail` makes every slot fail, `throws` throw.
-class CTestFactory final : public IQEFComponentFactory {
+// The host's factory: makes `CCounter`s of `CLSID_Counter` through slot 3 and 4 (counting
+// each), finds the definitions it holds, enumerates as a fresh counter. `fail` makes every
+// slot fail, `throws` throw.
+class CTestFactory final : public CHandCounted<IQEFComponentFactory> {
 public:
   explicit CTestFactory(Probe & made) : m_made(made) { m_made.record = false; }
   std::int32_t QueryInterface(_qefUID const & id, void ** out) override {
-    if (_sameUID(id, IID_IQEFUnknown) || _sameUID(id, IID_IQEFComponentFactory)) {
-      *out = static_cast<IQEFComponentFactory *>(this);
-      count.fetch_add(1);
-      return QEF_S_OK;
-    }
-    *out = nullptr;
-    return QEF_E_NOINTERFACE;
+    return Offer(id, IID_IQEFComponentFactory, out);
   }
-  std::uint32_t AddRef() override { return count.fetch_add(1) + 1; }
-  std::uint32_t Release() override { return count.fetch_sub(1) - 1; }
   std::int32_t CreateComponent(_qefUID const & cls, IQEFUnknown * outer, _qefUID const & id,
                                void ** out) override {
     components.fetch_add(1);
@@ -239,39 +211,29 @@ public:
   std::int32_t LockFactory(std::int32_t) override { return QEF_S_OK; }
   std::int32_t FindDefinition(_qefUID const & cls, _qefUID const & id, void ** out) override {
     lookups.fetch_add(1);
-    _check();
-    auto const found = definitions.find(cqefuid(cls));
-    if (fail || found == definitions.end()) {
+    auto const found = definitions.find(cls.Data1);
+    if (throws || fail || found == definitions.end()) {
       *out = nullptr;
       return static_cast<std::int32_t>(0x80004005u);
     }
     return found->second->QueryInterface(id, out);
   }
   std::int32_t EnumDefinitions(_qefUID const &, void ** out) override {
-    lookups.fetch_add(1);
     return _create(CLSID_Counter, nullptr, IID_IQEFUnknown, out);
   }
-
-  std::map<cqefuid, CDefinition *, CDefinition::Less> definitions;
-  std::atomic<std::uint32_t> count{0};
-  std::atomic<int> components{0};
-  std::atomic<int> instances{0};
-  std::atomic<int> lookups{0};
-  std::atomic<int> created{0}; // components made, by any slot
+  std::map<std::uint32_t, CDefinition *> definitions;
+  std::atomic<int> components{0}, instances{0}, lookups{0}, created{0};
   bool fail = false;
   bool throws = false;
 
 private:
-  void _check() {
+  std::int32_t _create(_qefUID const & cls, IQEFUnknown * outer, _qefUID const & id, void ** out) {
     if (throws) {
       throw std::runtime_error("factory");
     }
-  }
-  std::int32_t _create(_qefUID const & cls, IQEFUnknown * outer, _qefUID const & id, void ** out) {
-    _check();
     if (fail || outer || !_sameUID(cls, CLSID_Counter)) {
       *out = nullptr;
-      return static_cast<std::int32_t>(0x80040111u);
+      return QEF_E_CLASSNOTAVAILABLE;
     }
     CCounter * const made = CCounter::New(m_made);
     created.fetch_add(1);
