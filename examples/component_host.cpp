@@ -227,7 +227,7 @@ int Run() {
     return 1;
   }
   if (Check(CPIQEFUnknown::Factory_RegisterClass(CLSID_FrameCounter, IID_IFrameCounter,
-                                                 qefClassName(u"Frame counter"),
+                                                 VORX::String::CPPoolString(u"Frame counter"),
                                                  &CreateFrameCounter),
             "register the class")) {
     return 1;

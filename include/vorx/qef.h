@@ -87,9 +87,6 @@ constexpr bool _sameUID(_qefUID const & a, _qefUID const & b) {
 
 namespace VORX::QEF {
 
-// The type of class names in the registry (see `CPIQEFUnknown::Factory_RegisterClass`).
-using qefClassName = String::CQEFWChar;
-
 // ---------------------------------------------------------------------------------------------
 // Identifiers
 // ---------------------------------------------------------------------------------------------
@@ -374,11 +371,11 @@ public:
   // names are mandatory), when `cls` is registered already (the first record stays), or when
   // memory runs out.
   static bool Factory_RegisterClass(_qefUID const & cls, _qefUID const & second,
-                                    qefClassName const & name, qefCreateFunction create);
+                                    String::CPPoolString const & name, qefCreateFunction create);
   // Reads the record of `cls`: any of `second`, `name`, `create` may be null. False when there
   // is none (the outputs are left alone).
   static bool Factory_FindRegisteredClass(_qefUID const & cls, _qefUID * second,
-                                          qefClassName * name, qefCreateFunction * create);
+                                          String::CPPoolString * name, qefCreateFunction * create);
   // Calls the creation function of `cls` with `cls`; empty when none is registered, the
   // function is null, or it throws.
   static CPIQEFUnknown Factory_CreateRegisteredClass(_qefUID const & cls);

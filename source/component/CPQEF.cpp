@@ -80,7 +80,7 @@ private:
 struct SClassRegister {
   _qefUID cls;
   _qefUID second;
-  qefClassName name;
+  String::CPPoolString name;
   qefCreateFunction create;
 };
 
@@ -88,8 +88,8 @@ struct SClassRegister {
 class _cPClassRecord : public CPObjectMemory {
 public:
   // A record block; empty when memory runs out.
-  static CPObjectMemory Make(_qefUID const & cls, _qefUID const & second, qefClassName const & name,
-                             qefCreateFunction create) {
+  static CPObjectMemory Make(_qefUID const & cls, _qefUID const & second,
+                             String::CPPoolString const & name, qefCreateFunction create) {
     _cPClassRecord block;
     if (!block.Alloc(sizeof(SClassRegister), &table)) {
       return CPObjectMemory();
@@ -140,9 +140,8 @@ std::uint64_t _classHash(_qefUID const & cls) {
   return g_crc->Eval(&cls, sizeof cls, 0);
 }
 
-bool _isNamed(qefClassName const & name) {
-  qefWChar const * const text = name;
-  return text && text[0] != 0;
+bool _isNamed(String::CPPoolString const & name) {
+  return !name.isnull() && !name.isempty();
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -569,7 +568,8 @@ bool CPIQEFUnknown::Factory_GetComponentInfo(CPIQEFUnknown & definition, COMPONE
 // The class registry
 
 bool CPIQEFUnknown::Factory_RegisterClass(_qefUID const & cls, _qefUID const & second,
-                                          qefClassName const & name, qefCreateFunction create) {
+                                          String::CPPoolString const & name,
+                                          qefCreateFunction create) {
   if (!_isNamed(name)) {
     String::CQEFWChar const text = cqefuid(cls);
     Develop::_logWrite(qefDL_Error, u"VORX", "CPQEF", __LINE__,
@@ -592,8 +592,10 @@ bool CPIQEFUnknown::Factory_RegisterClass(_qefUID const & cls, _qefUID const & s
 }
 
 bool CPIQEFUnknown::Factory_FindRegisteredClass(_qefUID const & cls, _qefUID * second,
-                                                qefClassName * name, qefCreateFunction * create) {
-  CPObjectMemory const probe = _cPClassRecord::Make(cls, qefUID_null, qefClassName(), nullptr);
+                                                String::CPPoolString * name,
+                                                qefCreateFunction * create) {
+  CPObjectMemory const probe =
+      _cPClassRecord::Make(cls, qefUID_null, String::CPPoolString(), nullptr);
   if (!probe || !g_registryLock->EnterRead()) {
     return false;
   }

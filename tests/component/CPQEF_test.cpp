@@ -401,8 +401,10 @@ _qefUID Fresh() {
 TEST(ClassRegistry, ANameIsMandatory) {
   vorx::test::LogCapture log;
   _qefUID const cls = Id(0xC001);
-  EXPECT_FALSE(H::Factory_RegisterClass(cls, qefUID_null, qefClassName(), &MakeCounter));
-  EXPECT_FALSE(H::Factory_RegisterClass(cls, qefUID_null, qefClassName(u""), &MakeCounter));
+  EXPECT_FALSE(
+      H::Factory_RegisterClass(cls, qefUID_null, VORX::String::CPPoolString(), &MakeCounter));
+  EXPECT_FALSE(
+      H::Factory_RegisterClass(cls, qefUID_null, VORX::String::CPPoolString(u""), &MakeCounter));
   auto const lines = log.Lines();
   ASSERT_EQ(lines.size(), 2u);
   EXPECT_TRUE(lines[0].level == qefDL_Error && lines[0].category == u"VORX");
@@ -417,10 +419,12 @@ TEST(ClassRegistry, KeepsTheFirstRecordOfAClassAndCreatesThroughIt) {
   g_registered.record = false;
   _qefUID const cls = Fresh();
   _qefUID const second = Fresh();
-  ASSERT_TRUE(H::Factory_RegisterClass(cls, second, qefClassName(u"First"), &MakeCounter));
-  EXPECT_FALSE(H::Factory_RegisterClass(cls, qefUID_null, qefClassName(u"Again"), nullptr));
+  ASSERT_TRUE(
+      H::Factory_RegisterClass(cls, second, VORX::String::CPPoolString(u"First"), &MakeCounter));
+  EXPECT_FALSE(
+      H::Factory_RegisterClass(cls, qefUID_null, VORX::String::CPPoolString(u"Again"), nullptr));
   _qefUID readSecond{};
-  qefClassName name;
+  VORX::String::CPPoolString name;
   qefCreateFunction create = nullptr;
   ASSERT_TRUE(H::Factory_FindRegisteredClass(cls, &readSecond, &name, &create));
   EXPECT_TRUE(_sameUID(readSecond, second) && create == &MakeCounter);
@@ -430,7 +434,8 @@ TEST(ClassRegistry, KeepsTheFirstRecordOfAClassAndCreatesThroughIt) {
   EXPECT_EQ(g_registered.destroyed.load(), before) << "one reference left: the AddRef above";
   EXPECT_FALSE(H::Factory_CreateRegisteredClass(Fresh()));
   _qefUID const noFunction = Fresh();
-  ASSERT_TRUE(H::Factory_RegisterClass(noFunction, second, qefClassName(u"None"), nullptr));
+  ASSERT_TRUE(
+      H::Factory_RegisterClass(noFunction, second, VORX::String::CPPoolString(u"None"), nullptr));
   EXPECT_FALSE(H::Factory_CreateRegisteredClass(noFunction));
 }
 
@@ -451,7 +456,8 @@ TEST_F(Factory, RegistrationAndCreationFromTwoThreadsLoseNoClass) {
   std::thread registrar([&] {
     for (int i = 0; i < kClasses; ++i) {
       EXPECT_TRUE(H::Factory_RegisterClass(ids[i], ids[(i + 1) % kClasses],
-                                           qefClassName(u"Concurrent"), &MakeCounter));
+                                           VORX::String::CPPoolString(u"Concurrent"),
+                                           &MakeCounter));
       published.store(i + 1);
     }
   });
