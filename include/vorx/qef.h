@@ -294,11 +294,11 @@ public:
   // order from the raw-pointer form, deliberately; assigning a handle to itself does nothing.
   CPIQEFUnknown & operator=(CPIQEFUnknown const & other);
 
-  // The interface type this handle narrows to: the root interface.
-  virtual _qefUID const & GetType() const;
   // Releases the held interface (an exception from its `Release` raises an assumption box) and
   // leaves the handle empty.
   virtual void free();
+  // The interface type this handle narrows to: the root interface.
+  virtual _qefUID const & GetType() const;
 
   // Same interface pointer (narrowed or not), nothing else.
   bool operator==(CPIQEFUnknown const & other) const { return _bare(m_pI) == _bare(other.m_pI); }

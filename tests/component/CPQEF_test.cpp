@@ -486,3 +486,43 @@ TEST_F(Factory, RegistrationAndCreationFromTwoThreadsLoseNoClass) {
   }
   EXPECT_EQ(g_registered.destroyed.load(), before + createdByRegistry);
 }
+
+// -------------------------------------------------------------------------------------------
+// Binary layout: hosts call the interfaces by slot number.
+
+namespace {
+
+// Calls slot `slot` of `object`'s table as a plain function taking the object first.
+template <class R, class... A> R CallSlot(void * object, int slot, A... args) {
+  void ** const table = *static_cast<void ***>(object);
+  return reinterpret_cast<R (*)(void *, A...)>(table[slot])(object, args...);
+}
+
+} // namespace
+
+TEST_F(Definitions, TheSlotsSitWhereHostsCallThem) {
+  using Id = _qefUID const *;
+  IQEFComponentFactory * const f = &factory;
+  void * out = nullptr;
+  ASSERT_EQ((CallSlot<std::int32_t>(f, 3, Id(&CLSID_Counter), static_cast<IQEFUnknown *>(nullptr),
+                                    Id(&IID_IQEFUnknown), &out)),
+            0);
+  EXPECT_EQ(CallSlot<std::uint32_t>(out, 2), 0u) << "slot 2 releases: the new component goes";
+  ASSERT_EQ((CallSlot<std::int32_t>(f, 4, Id(&CLSID_Counter), static_cast<IQEFUnknown *>(nullptr),
+                                    Id(&IID_IQEFUnknown), &out)),
+            0);
+  EXPECT_EQ(CallSlot<std::uint32_t>(out, 1), 2u) << "slot 1 adds a reference";
+  static_cast<IQEFUnknown *>(out)->Release();
+  static_cast<IQEFUnknown *>(out)->Release();
+  EXPECT_TRUE(factory.components.load() == 1 && factory.instances.load() == 1);
+  ASSERT_EQ((CallSlot<std::int32_t>(f, 6, Id(&CLSID_Related), Id(&IID_IQEFDefinition), &out)), 0);
+  EXPECT_EQ(out, static_cast<void *>(static_cast<IQEFDefinition *>(&related)));
+  std::uint32_t value = 0;
+  EXPECT_EQ((CallSlot<std::int32_t>(out, 5, Id(&ATTRID_Value2), Id(&TYPEID_UInt32),
+                                    static_cast<void *>(&value), std::uint32_t{4})),
+            0);
+  EXPECT_EQ(value, 2u);
+  related.Release();
+  ASSERT_EQ((CallSlot<std::int32_t>(f, 7, Id(&IID_IQEFDefinition), &out)), 0);
+  static_cast<IQEFUnknown *>(out)->Release();
+}
