@@ -316,7 +316,9 @@ public:
   IQEFUnknown ** rec();
   // The held interface's reference count as its `AddRef` and `Release` report it: the count
   // after `AddRef`, less 1 (all ones for an uncounted object, which answers 0); 0 for an empty
-  // handle. Meant for a handle just filled through `rec()`; it does not narrow.
+  // handle. Meant for a handle just filled through `rec()`; it does not narrow. Note: the mark
+  // bit is cleared before the calls, so a handle already used answers too, instead of calling
+  // through a marked pointer.
   std::uint32_t GetLockCount() const;
 
   // Creates component `cls` through `factory`'s slot 3 (through the process's factory in the
