@@ -182,7 +182,8 @@ public:
   }
 
   // Parses `text`; false (identifier zero) when four dashes are present but the groups do not
-  // read. Narrow text is read byte for byte, exactly as the same characters in wide text.
+  // read. Narrow text is read byte for byte, exactly as the same characters in wide text; from
+  // 128 bytes on it is widened in one heap copy (false, identifier zero, when that fails).
   bool Set(char const * text);
   bool Set(qefWChar const * text);
 
