@@ -9,6 +9,7 @@
 //   sizes, counters, sync     `UTF8Size`, `UTF8Len`, `UTF8u16strlen`, `UTF8Sync`, ...
 //   character classes         `_isSlash`, `_isblank`, `_iswhitespace`, `_isCRLF`, `_isUNCW`
 //   wide-character utilities  `wctolower`, `wcscmpi`, `wcsncmpi`, `wcscnt`, `wcscount`, ...
+//   three-F escaping          `C3FDecoder`, `C3FFFDecoder` and their cores `_3FEncode`, ...
 //
 // Text types: `qefWChar const *` is wide text (UTF-16 units), `unsigned char const *` UTF-8,
 // `std::uint16_t const *` raw 16-bit units, `char const *` the ANSI code page and
@@ -18,6 +19,7 @@
 #include <cstdarg>
 
 #include <vorx/base.h>
+#include <vorx/buffers.h>
 
 namespace VORX::String {
 
@@ -393,3 +395,81 @@ VORX_API std::uint64_t qefWChar_To_ANSI(qefWChar const * src, std::uint64_t srcL
                                         std::uint64_t dstLen);
 
 } // namespace VORX::String::OS
+
+namespace VORX::String {
+
+// ---------------------------------------------------------------------------------------------
+// Three-F escaping: bytes as compact wide text and back.
+//
+// "3F" packs 3 bytes into 4 characters from "!" (U+0021) up; "3FFF" packs 7 bytes into 4
+// characters of U+4000..U+7FFF, 14 bits each. The text opens with one header character naming
+// the scheme and the padding of the last group: 0x0100 | (3 - size % 3) for 3F (0x0101..0x0103),
+// 0x0300 | (7 - size % 7) for 3FFF (0x0301..0x0307). A last group of fewer bytes is padded with
+// zero bytes. The text never holds a zero unit before its terminator.
+//
+// The decoders reject, deliberately, the headers 0x0103 and 0x0307 that the encoders write when
+// the size is a multiple of 3 (3F) or of 7 (3FFF), including the empty input; they also reject
+// a null text, another header, a length that is not 1 plus a multiple of 4, a header announcing
+// more padding than the text holds, and any character outside the scheme's alphabet (3F: the
+// first, third and fourth character of a group in "!".."`" (U+0021..U+0060), the second in
+// U+0001..U+00FF; 3FFF: U+4000..U+7FFF). Rejected text decodes to an empty block and writes one
+// log line at level 2 in category "VORX". The decoded size is at most 3/4 (3F) or 7/4 (3FFF) of
+// the text's length.
+//
+// Carrying data of any size: a caller that must decode every size appends the byte 0x80 to the
+// data, then one byte 0x00 when the size has become a multiple of 3 (3F) or 7 (3FFF), before
+// encoding; after decoding it drops the trailing 0x00 bytes and the 0x80 before them. (The
+// `vorx 3f --pad` command does exactly this.)
+//
+// The cores below work on caller buffers; they keep no state and may run on any thread.
+// ---------------------------------------------------------------------------------------------
+
+// Characters the 3F encoder reserves for `bytes` bytes, terminator included:
+// (`bytes` / 3 + 1) * 4 + 1, one group more than the text needs when `bytes` is a multiple of 3.
+constexpr std::uint64_t _3FReserve(std::uint64_t bytes) {
+  return (bytes / 3 + 1) * 4 + 1;
+}
+// Writes the 3F text of the `bytes` bytes at `data` into `out` (room for `_3FReserve(bytes)`):
+// header, groups and terminator. Returns the characters written before the terminator.
+VORX_API std::uint64_t _3FEncode(qefWChar * out, void const * data, std::uint64_t bytes);
+// The size a 3F text of `length` characters (header included) decodes to, judged by its header
+// and length only; all ones when those are rejected.
+VORX_API std::uint64_t _3FDecodedSize(qefWChar const * text, std::uint64_t length);
+// Decodes a 3F text of `length` characters into `out` (room for `_3FDecodedSize`). False, with
+// `out` partly written, when the text is rejected.
+VORX_API bool _3FDecode(void * out, qefWChar const * text, std::uint64_t length);
+
+// The same four for 3FFF: reserve (`bytes` / 7 + 1) * 4 + 1.
+constexpr std::uint64_t _3FFFReserve(std::uint64_t bytes) {
+  return (bytes / 7 + 1) * 4 + 1;
+}
+VORX_API std::uint64_t _3FFFEncode(qefWChar * out, void const * data, std::uint64_t bytes);
+VORX_API std::uint64_t _3FFFDecodedSize(qefWChar const * text, std::uint64_t length);
+VORX_API bool _3FFFDecode(void * out, qefWChar const * text, std::uint64_t length);
+
+// Decodes 3F text into a new plain block on construction: a value that owns its result (copies
+// share the block). Rejected text (see above) gives an empty block and one log line at level 2,
+// "C3FDecoder: Invalid string passed"; a failed allocation gives an empty block and no line.
+// Not synchronised: one object belongs to one thread at a time.
+class VORX_API C3FDecoder {
+public:
+  // Decodes the zero-terminated `text` (null is rejected).
+  explicit C3FDecoder(qefWChar const * text);
+  // The decoded bytes; empty for rejected text.
+  operator Buffers::CPPlainMemory() const { return m_result; }
+
+private:
+  Buffers::CPPlainMemory m_result;
+};
+
+// As `C3FDecoder` for 3FFF text; its log line reads "C3FFFDecoder: Invalid string passed".
+class VORX_API C3FFFDecoder {
+public:
+  explicit C3FFFDecoder(qefWChar const * text);
+  operator Buffers::CPPlainMemory() const { return m_result; }
+
+private:
+  Buffers::CPPlainMemory m_result;
+};
+
+} // namespace VORX::String
