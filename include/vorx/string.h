@@ -424,13 +424,12 @@ namespace VORX::String {
 // The cores below work on caller buffers; they keep no state and may run on any thread.
 // ---------------------------------------------------------------------------------------------
 
-// Characters the 3F encoder reserves for `bytes` bytes, terminator included:
-// (`bytes` / 3 + 1) * 4 + 1, one group more than the text needs when `bytes` is a multiple of 3.
-constexpr std::uint64_t _3FReserve(std::uint64_t bytes) {
-  return (bytes / 3 + 1) * 4 + 1;
+// Characters of the 3F text of `bytes` bytes, header included, terminator excluded.
+constexpr std::uint64_t _3FTextLen(std::uint64_t bytes) {
+  return 1 + (bytes / 3 + (bytes % 3 != 0)) * 4;
 }
-// Writes the 3F text of the `bytes` bytes at `data` into `out` (room for `_3FReserve(bytes)`):
-// header, groups and terminator. Returns the characters written before the terminator.
+// Writes the 3F text of the `bytes` bytes at `data` into `out` (room for `_3FTextLen(bytes)` + 1
+// units): header, groups and terminator. Returns `_3FTextLen(bytes)`.
 VORX_API std::uint64_t _3FEncode(qefWChar * out, void const * data, std::uint64_t bytes);
 // The size a 3F text of `length` characters (header included) decodes to, judged by its header
 // and length only; all ones when those are rejected.
@@ -438,14 +437,23 @@ VORX_API std::uint64_t _3FDecodedSize(qefWChar const * text, std::uint64_t lengt
 // Decodes a 3F text of `length` characters into `out` (room for `_3FDecodedSize`). False, with
 // `out` partly written, when the text is rejected.
 VORX_API bool _3FDecode(void * out, qefWChar const * text, std::uint64_t length);
+// The units the 3F encoder asks the pool for: (`bytes` / 3 + 1) * 4 + 1. Note: that is one group
+// more than the text needs when `bytes` is a multiple of 3, and otherwise the text without its
+// terminator, which goes into the one unit the pool gives every submitter beyond its length.
+constexpr std::uint64_t _3FReserve(std::uint64_t bytes) {
+  return (bytes / 3 + 1) * 4 + 1;
+}
 
-// The same four for 3FFF: reserve (`bytes` / 7 + 1) * 4 + 1.
-constexpr std::uint64_t _3FFFReserve(std::uint64_t bytes) {
-  return (bytes / 7 + 1) * 4 + 1;
+// The same five for 3FFF, with groups of 7 bytes.
+constexpr std::uint64_t _3FFFTextLen(std::uint64_t bytes) {
+  return 1 + (bytes / 7 + (bytes % 7 != 0)) * 4;
 }
 VORX_API std::uint64_t _3FFFEncode(qefWChar * out, void const * data, std::uint64_t bytes);
 VORX_API std::uint64_t _3FFFDecodedSize(qefWChar const * text, std::uint64_t length);
 VORX_API bool _3FFFDecode(void * out, qefWChar const * text, std::uint64_t length);
+constexpr std::uint64_t _3FFFReserve(std::uint64_t bytes) {
+  return (bytes / 7 + 1) * 4 + 1;
+}
 
 // Decodes 3F text into a new plain block on construction: a value that owns its result (copies
 // share the block). Rejected text (see above) gives an empty block and one log line at level 2,

@@ -17,19 +17,19 @@ namespace {
 using Bytes = std::vector<std::uint8_t>;
 
 std::u16string Encode3F(Bytes const & data) {
-  std::u16string text(_3FReserve(data.size()), u'\xFFFF');
+  std::vector<qefWChar> text(_3FTextLen(data.size()) + 1, u'\xFFFF');
   std::uint64_t const length = _3FEncode(text.data(), data.data(), data.size());
-  EXPECT_EQ(text[length], 0);
-  text.resize(length);
-  return text;
+  EXPECT_EQ(length, _3FTextLen(data.size()));
+  EXPECT_EQ(text.back(), 0);
+  return std::u16string(text.data(), length);
 }
 
 std::u16string Encode3FFF(Bytes const & data) {
-  std::u16string text(_3FFFReserve(data.size()), u'\xFFFF');
+  std::vector<qefWChar> text(_3FFFTextLen(data.size()) + 1, u'\xFFFF');
   std::uint64_t const length = _3FFFEncode(text.data(), data.data(), data.size());
-  EXPECT_EQ(text[length], 0);
-  text.resize(length);
-  return text;
+  EXPECT_EQ(length, _3FFFTextLen(data.size()));
+  EXPECT_EQ(text.back(), 0);
+  return std::u16string(text.data(), length);
 }
 
 Bytes Contents(CPPlainMemory const & block) {
@@ -96,13 +96,22 @@ TEST(ThreeFFF, EncodesTheDocumentedTexts) {
   EXPECT_EQ(Contents(C3FFFDecoder(eight.c_str())), (Bytes{1, 2, 3, 4, 5, 6, 7, 8}));
 }
 
-TEST(ThreeF, ReserveOneGroupMoreThanNeeded) {
+// The pool gives a submitter one unit beyond the length it asks for; the texts fit in that.
+TEST(ThreeF, EncodersReserveRoomForTheTextAndItsTerminator) {
   struct Row {
-    std::uint64_t bytes, reserve3F, reserve3FFF;
-  } const rows[] = {{0, 5, 5}, {1, 5, 5}, {3, 9, 5}, {6, 13, 5}, {7, 13, 9}, {14, 21, 13}};
+    std::uint64_t bytes, text3F, reserve3F, text3FFF, reserve3FFF;
+  } const rows[] = {{0, 1, 5, 1, 5},   {1, 5, 5, 5, 5},     {2, 5, 5, 5, 5},
+                    {3, 5, 9, 5, 5},   {4, 9, 9, 5, 5},     {7, 13, 13, 5, 9},
+                    {8, 13, 13, 9, 9}, {14, 21, 21, 9, 13}, {1000, 1337, 1337, 573, 573}};
   for (Row const & row : rows) {
+    EXPECT_EQ(_3FTextLen(row.bytes), row.text3F) << row.bytes;
     EXPECT_EQ(_3FReserve(row.bytes), row.reserve3F) << row.bytes;
+    EXPECT_EQ(_3FFFTextLen(row.bytes), row.text3FFF) << row.bytes;
     EXPECT_EQ(_3FFFReserve(row.bytes), row.reserve3FFF) << row.bytes;
+  }
+  for (std::uint64_t bytes = 0; bytes < 100; ++bytes) {
+    EXPECT_LE(_3FTextLen(bytes), _3FReserve(bytes)) << bytes;
+    EXPECT_LE(_3FFFTextLen(bytes), _3FFFReserve(bytes)) << bytes;
   }
 }
 
@@ -147,7 +156,7 @@ TEST(ThreeF, RoundTripsEveryGroup) {
   constexpr unsigned kStride = 7;
 #endif
   Bytes data(65536 * 3 + 1);
-  std::u16string text(_3FReserve(data.size()), u'\0');
+  std::vector<qefWChar> text(_3FTextLen(data.size()) + 1);
   Bytes back(data.size());
   std::vector<unsigned> thirdBytes;
   for (unsigned b2 = 0; b2 < 256; b2 += kStride) {
