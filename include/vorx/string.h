@@ -12,7 +12,8 @@
 //   pooled strings            `CPPoolString`, `CStringPool`, `tagPOOLSTRING`
 //   string arrays, submitters `CPPoolStringArray`, `IStringSubmitter`, `CStringArraySubmitter`,
 //                             `CSubStringSubmitter`
-//   three-F escaping          `C3FDecoder`, `C3FFFDecoder` and their cores `_3FEncode`, ...
+//   three-F escaping          `C3FEncoder`, `C3FDecoder`, `C3FFFEncoder`, `C3FFFDecoder`, and
+//                             their cores `_3FEncode`, `_3FDecode`, ...
 //
 // Text types: `qefWChar const *` is wide text (UTF-16 units), `unsigned char const *` UTF-8,
 // `std::uint16_t const *` raw 16-bit units, `char const *` the ANSI code page and
@@ -821,6 +822,49 @@ constexpr std::uint64_t _3FFFReserve(std::uint64_t bytes) {
   return (bytes / 7 + 1) * 4 + 1;
 }
 
+// Encodes bytes as 3F text and interns it at once (through `CStringPool::GetStringRef` with
+// itself as the submitter), so the text is an ordinary pooled string. A value; the source bytes
+// are read during construction only and need not outlive it. A null `data` counts as no bytes.
+// The result is the null string only when the pool cannot make the record (no memory).
+// Not synchronised: one object belongs to one thread at a time.
+class VORX_API C3FEncoder final : public IStringSubmitter {
+public:
+  C3FEncoder(void const * data, std::uint64_t size);
+  // The block's bytes (an empty block gives the text of no bytes, 0x0103 alone).
+  explicit C3FEncoder(Buffers::CPPlainMemory const & block);
+  // The encoded text.
+  operator CPPoolString() const { return m_result; }
+
+  // `_3FReserve` of the bytes not yet encoded.
+  std::uint64_t GetStringLen() override;
+  // Writes the text of the bytes not yet encoded and its terminator (`_3FReserve` + 1 units are
+  // always enough), and consumes them: the text is produced once. Always true.
+  bool GetString(qefWChar * out) override;
+
+private:
+  CPPoolString m_result;
+  std::uint8_t const * m_source;
+  std::uint64_t m_remaining;
+};
+
+// As `C3FEncoder` for 3FFF.
+class VORX_API C3FFFEncoder final : public IStringSubmitter {
+public:
+  C3FFFEncoder(void const * data, std::uint64_t size);
+  // The block's bytes (an empty block gives the text of no bytes, 0x0307 alone).
+  explicit C3FFFEncoder(Buffers::CPPlainMemory const & block);
+  operator CPPoolString() const { return m_result; }
+
+  // `_3FFFReserve` of the bytes not yet encoded.
+  std::uint64_t GetStringLen() override;
+  bool GetString(qefWChar * out) override;
+
+private:
+  CPPoolString m_result;
+  std::uint8_t const * m_source;
+  std::uint64_t m_remaining;
+};
+
 // Decodes 3F text into a new plain block on construction: a value that owns its result (copies
 // share the block). Rejected text (see above) gives an empty block and one log line at level 2,
 // "C3FDecoder: Invalid string passed"; a failed allocation gives an empty block and no line.
@@ -829,6 +873,8 @@ class VORX_API C3FDecoder {
 public:
   // Decodes the zero-terminated `text` (null is rejected).
   explicit C3FDecoder(qefWChar const * text);
+  // Decodes the pooled string's text of `len()` units (the null string is rejected).
+  explicit C3FDecoder(CPPoolString const & text);
   // The decoded bytes; empty for rejected text.
   operator Buffers::CPPlainMemory() const { return m_result; }
 
@@ -840,6 +886,7 @@ private:
 class VORX_API C3FFFDecoder {
 public:
   explicit C3FFFDecoder(qefWChar const * text);
+  explicit C3FFFDecoder(CPPoolString const & text);
   operator Buffers::CPPlainMemory() const { return m_result; }
 
 private:

@@ -17,6 +17,8 @@ constexpr std::uint64_t kNotDecodable = ~std::uint64_t{0};
 constexpr char kLogSource[] = "cstringpool";
 constexpr int k3FLogLine = 4316;
 constexpr int k3FFFLogLine = 4500;
+constexpr qefWChar k3FMessage[] = u"C3FDecoder: Invalid string passed";
+constexpr qefWChar k3FFFMessage[] = u"C3FFFDecoder: Invalid string passed";
 
 // One 3F group. The second character keeps the low four bits of b1 in its bits 4..7 and is cut
 // to 8 bits; the decoder depends on this layout.
@@ -115,9 +117,8 @@ bool _decode(void * out, qefWChar const * text, std::uint64_t length, qefWChar s
 // Decodes into `result`, which stays empty on rejection (one log line) or a failed allocation.
 template <std::uint64_t (*Size)(qefWChar const *, std::uint64_t),
           bool (*Decode)(void *, qefWChar const *, std::uint64_t)>
-void _decodeInto(Buffers::CPPlainMemory & result, qefWChar const * text, int logLine,
-                 qefWChar const * message) {
-  std::uint64_t const length = text ? std::char_traits<qefWChar>::length(text) : 0;
+void _decodeInto(Buffers::CPPlainMemory & result, qefWChar const * text, std::uint64_t length,
+                 int logLine, qefWChar const * message) {
   std::uint64_t const size = Size(text, length);
   if (size != kNotDecodable) {
     Buffers::CPPlainMemory block;
@@ -130,6 +131,10 @@ void _decodeInto(Buffers::CPPlainMemory & result, qefWChar const * text, int log
     }
   }
   Develop::_logWrite(qefDL_Warning, u"VORX", kLogSource, logLine, message);
+}
+
+std::uint64_t _textLength(qefWChar const * text) {
+  return text ? std::char_traits<qefWChar>::length(text) : 0;
 }
 
 } // namespace
@@ -185,14 +190,60 @@ bool _3FFFDecode(void * out, qefWChar const * text, std::uint64_t length) {
   return _decode<_3FFFUngroup>(out, text, length, k3FFFHeader, 7);
 }
 
+C3FEncoder::C3FEncoder(void const * data, std::uint64_t size)
+    : m_source(static_cast<std::uint8_t const *>(data)), m_remaining(data ? size : 0) {
+  m_result = CStringPool::GetStringRef(this);
+}
+
+C3FEncoder::C3FEncoder(Buffers::CPPlainMemory const & block)
+    : C3FEncoder(static_cast<void const *>(block), block.GetMemorySize()) {}
+
+std::uint64_t C3FEncoder::GetStringLen() {
+  return _3FReserve(m_remaining);
+}
+
+bool C3FEncoder::GetString(qefWChar * out) {
+  _3FEncode(out, m_source, m_remaining);
+  m_source += m_remaining;
+  m_remaining = 0;
+  return true;
+}
+
+C3FFFEncoder::C3FFFEncoder(void const * data, std::uint64_t size)
+    : m_source(static_cast<std::uint8_t const *>(data)), m_remaining(data ? size : 0) {
+  m_result = CStringPool::GetStringRef(this);
+}
+
+C3FFFEncoder::C3FFFEncoder(Buffers::CPPlainMemory const & block)
+    : C3FFFEncoder(static_cast<void const *>(block), block.GetMemorySize()) {}
+
+std::uint64_t C3FFFEncoder::GetStringLen() {
+  return _3FFFReserve(m_remaining);
+}
+
+bool C3FFFEncoder::GetString(qefWChar * out) {
+  _3FFFEncode(out, m_source, m_remaining);
+  m_source += m_remaining;
+  m_remaining = 0;
+  return true;
+}
+
 C3FDecoder::C3FDecoder(qefWChar const * text) {
-  _decodeInto<_3FDecodedSize, _3FDecode>(m_result, text, k3FLogLine,
-                                         u"C3FDecoder: Invalid string passed");
+  _decodeInto<_3FDecodedSize, _3FDecode>(m_result, text, _textLength(text), k3FLogLine, k3FMessage);
+}
+
+C3FDecoder::C3FDecoder(CPPoolString const & text) {
+  _decodeInto<_3FDecodedSize, _3FDecode>(m_result, *text, text.len(), k3FLogLine, k3FMessage);
 }
 
 C3FFFDecoder::C3FFFDecoder(qefWChar const * text) {
-  _decodeInto<_3FFFDecodedSize, _3FFFDecode>(m_result, text, k3FFFLogLine,
-                                             u"C3FFFDecoder: Invalid string passed");
+  _decodeInto<_3FFFDecodedSize, _3FFFDecode>(m_result, text, _textLength(text), k3FFFLogLine,
+                                             k3FFFMessage);
+}
+
+C3FFFDecoder::C3FFFDecoder(CPPoolString const & text) {
+  _decodeInto<_3FFFDecodedSize, _3FFFDecode>(m_result, *text, text.len(), k3FFFLogLine,
+                                             k3FFFMessage);
 }
 
 } // namespace VORX::String

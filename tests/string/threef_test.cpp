@@ -267,3 +267,71 @@ TEST(ThreeF, FailedAllocationGivesAnEmptyBlockWithoutALogLine) {
   EXPECT_TRUE(Contents(C3FFFDecoder(text3FFF.c_str())).empty());
   EXPECT_TRUE(log.Lines().empty());
 }
+
+TEST(ThreeFEncoder, InternsTheDocumentedTexts) {
+  std::uint8_t const zero = 0x00;
+  CPPoolString const one = C3FEncoder(&zero, 1);
+  EXPECT_EQ(std::u16string(one), u"\x0102!!!!");
+  EXPECT_EQ(Contents(C3FDecoder(one)), Bytes{0x00});
+
+  std::uint8_t const eight[] = {1, 2, 3, 4, 5, 6, 7, 8};
+  CPPoolString const fff = C3FFFEncoder(eight, 8);
+  EXPECT_EQ(std::u16string(fff), u"\x0306\x4201\x500C\x6050\x41C1\x4008\x4000\x4000\x4000");
+  EXPECT_EQ(Contents(C3FFFDecoder(fff)), Bytes(eight, eight + 8));
+
+  // No bytes, a null source and an empty block give the header alone, which the decoders reject.
+  EXPECT_EQ(std::u16string(CPPoolString(C3FEncoder(eight, 0))), u"\x0103");
+  EXPECT_EQ(std::u16string(CPPoolString(C3FEncoder(nullptr, 5))), u"\x0103");
+  EXPECT_EQ(std::u16string(CPPoolString(C3FEncoder(CPPlainMemory()))), u"\x0103");
+  EXPECT_EQ(std::u16string(CPPoolString(C3FFFEncoder(CPPlainMemory()))), u"\x0307");
+  vorx::test::LogCapture log;
+  EXPECT_TRUE(Contents(C3FDecoder(CPPoolString(C3FEncoder(eight, 3)))).empty());
+  EXPECT_TRUE(Contents(C3FFFDecoder(CPPoolString(C3FFFEncoder(eight, 0)))).empty());
+  EXPECT_TRUE(Contents(C3FDecoder(CPPoolString())).empty());
+  std::vector<vorx::test::LoggedLine> const lines = log.Lines();
+  ASSERT_EQ(lines.size(), 3u);
+  EXPECT_EQ(lines[0].message, u"C3FDecoder: Invalid string passed");
+  EXPECT_EQ(lines[1].message, u"C3FFFDecoder: Invalid string passed");
+  EXPECT_EQ(lines[2].line, 4316);
+}
+
+TEST(ThreeFEncoder, EqualBytesGiveOnePooledRecord) {
+  std::uint8_t const bytes[] = {0xDE, 0xAD, 0xBE, 0xEF};
+  CPPlainMemory block;
+  ASSERT_TRUE(block.Alloc(sizeof bytes));
+  std::memcpy(static_cast<void *>(block), bytes, sizeof bytes);
+  CPPoolString const fromPointer = C3FEncoder(bytes, sizeof bytes);
+  CPPoolString const fromBlock = C3FEncoder(block);
+  EXPECT_TRUE(fromPointer == fromBlock);
+  EXPECT_TRUE(CPPoolString(C3FFFEncoder(bytes, 4)) == CPPoolString(C3FFFEncoder(block)));
+  EXPECT_FALSE(fromPointer == CPPoolString(C3FFFEncoder(block)));
+  EXPECT_TRUE(fromPointer.Verify());
+}
+
+// The pooled texts round-trip like the cores' for sizes on both sides of the group boundaries,
+// up to several thousand bytes.
+TEST(ThreeFEncoder, PooledTextsRoundTrip) {
+  std::mt19937 source(11);
+  std::size_t const sizes[] = {1, 2, 4, 5, 6, 8, 13, 15, 20, 64, 100, 1000, 4097, 65536};
+  for (std::size_t size : sizes) {
+    Bytes const data = RandomBytes(size, source);
+    CPPoolString const text3F = C3FEncoder(data.data(), size);
+    EXPECT_EQ(text3F.len(), _3FTextLen(size));
+    EXPECT_EQ(std::u16string(text3F), Encode3F(data));
+    if (size % 3 != 0) {
+      EXPECT_EQ(Contents(C3FDecoder(text3F)), data) << "3F, " << size << " bytes";
+    }
+    CPPoolString const text3FFF = C3FFFEncoder(data.data(), size);
+    EXPECT_EQ(text3FFF.len(), _3FFFTextLen(size));
+    if (size % 7 != 0) {
+      EXPECT_EQ(Contents(C3FFFDecoder(text3FFF)), data) << "3FFF, " << size << " bytes";
+    }
+  }
+}
+
+TEST(ThreeFEncoder, FailedAllocationGivesTheNullString) {
+  std::uint8_t const bytes[] = {1, 2};
+  vorx::test::AllocationFailure const refuse;
+  EXPECT_TRUE(CPPoolString(C3FEncoder(bytes, 2)).isnull());
+  EXPECT_TRUE(CPPoolString(C3FFFEncoder(bytes, 2)).isnull());
+}
