@@ -1,13 +1,15 @@
 // VORX::Develop: the diagnostics spine. A levelled log writer with a replaceable sink, runtime
 // assumption checks ("RTA") that may stop in a box, the three debug switches read from the
-// settings file at load, the library's clocks, a population count (`bitcount64`) and the
-// Mersenne-Twister random numbers (`CMTRandom`, the lock-free process-wide `_random`).
+// settings file at load, the library's clocks and stopwatch (`CHFLapse`), a population count
+// (`bitcount64`) and the Mersenne-Twister random numbers (`CMTRandom`, the lock-free
+// process-wide `_random`).
 #pragma once
 
 #include <cstdarg>
 #include <new>
 
 #include <vorx/base.h>
+#include <vorx/string.h>
 
 // Log levels. The writer itself never filters by level; an external logger may.
 enum _qefDebugLevel : int {
@@ -100,6 +102,56 @@ constexpr std::uint64_t _nanoToMicro(std::uint64_t ns) {
 constexpr std::uint64_t _nanoToMilli(std::uint64_t ns) {
   return ns / 1000000 + (ns % 1000000 >= 500000);
 }
+
+// Stopwatch that writes its results to the log. One state word: odd while running (the start
+// instant of `_now_nano()` times 2, plus 1), even while stopped (the elapsed nanoseconds times
+// 2). A named stopwatch starts on construction and, still running when destroyed, logs "Total".
+// Each logged result is one line at level 16 whose category is "NAME - 12.34ms" (the name, or
+// "CHFLapse" for the null or empty name, and the elapsed milliseconds) and whose message is the
+// caller's format with its arguments. A value (copies time on independently); not synchronised.
+class VORX_API CHFLapse {
+public:
+  // Keeps `name`; starts at once unless it is null or empty (then stopped at 0).
+  explicit CHFLapse(String::CPPoolString const & name);
+  // Logs "Total" (verbatim, not as a format) when still running and named.
+  ~CHFLapse();
+  CHFLapse(CHFLapse const &) = default;
+  CHFLapse & operator=(CHFLapse const &) = default;
+
+  // Starts anew from now.
+  void Start();
+  // Stops; nothing is logged. A stopped stopwatch keeps what it had.
+  void Stop();
+  // Stops and logs the elapsed time with `format` and its arguments as the message. A stopped
+  // stopwatch logs the time it had.
+  void Stop(qefWChar const * format, ...);
+  // Logs as `Stop(format, ...)`, then runs on from the first start: the new start is now minus
+  // the elapsed time just logged, so the time spent logging is left out.
+  void Lapse(qefWChar const * format, ...);
+
+  // Now minus the start, in nanoseconds; meaningful while running.
+  std::uint64_t lapse_nano() const;
+  // `lapse_nano()` in microseconds or milliseconds, rounded half up, or in seconds.
+  std::uint64_t lapse_micro() const { return _nanoToMicro(lapse_nano()); }
+  std::uint64_t lapse_milli() const { return _nanoToMilli(lapse_nano()); }
+  double lapse_double() const { return static_cast<double>(lapse_nano()) / 1e9; }
+
+  // The state word read as it stands, kept exactly as the library has them (use the `lapse_`
+  // forms for elapsed time). Note: after `Stop()` the word is twice the elapsed time, so
+  // `count_double` (the word / 1e9) and `count_micro` (the word / 1000, rounded half up) report
+  // twice the elapsed time; `count_milli` is now minus the word, in milliseconds rounded half up.
+  double count_double() const { return static_cast<double>(m_state) / 1e9; }
+  std::uint64_t count_micro() const { return _nanoToMicro(m_state); }
+  std::uint64_t count_milli() const;
+
+private:
+  bool _running() const { return (m_state & 1u) != 0; }
+  // Stops and logs; a null `arguments` logs `format` verbatim. Returns the elapsed nanoseconds.
+  std::uint64_t _stop(qefWChar const * format, std::va_list * arguments);
+
+  std::uint64_t m_state;
+  String::CPPoolString m_name;
+};
 
 // Population count.
 // Number of set bits in `value`, by the parallel bit count (pairs, nibbles, bytes, then one
