@@ -1,7 +1,7 @@
 // 3FFF text: arbitrary 16-bit text (the input's bytes in pairs, little-endian) never crashes the
 // decoder, and what it accepts has the size its header and length announce; the input's bytes
-// encoded as 3FFF decode back to themselves unless their size is a multiple of 7, which the
-// decoder rejects.
+// encoded as 3FFF (a pooled string, the same text as the core writes) decode back to themselves
+// unless their size is a multiple of 7, which the decoder rejects.
 #include <vorx/string.h>
 
 #include <cstdint>
@@ -45,8 +45,16 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const * data, std::size_t siz
   std::vector<qefWChar> encoded(_3FFFTextLen(size) + 1);
   std::uint64_t const written = _3FFFEncode(encoded.data(), data, size);
   Check(written + 1 == encoded.size() && encoded[written] == 0);
-  Check(std::char_traits<qefWChar>::length(encoded.data()) == written);
-  CPPlainMemory const back = C3FFFDecoder(encoded.data());
+  CPPoolString const pooled = C3FFFEncoder(data, size);
+  Check(pooled.len() == written &&
+        std::memcmp(*pooled, encoded.data(), written * sizeof(qefWChar)) == 0);
+  CPPlainMemory const back = C3FFFDecoder(pooled);
   Check(size % 7 == 0 ? Size(back) == 0 : Equal(back, data, size));
+  // Nothing holds the pooled texts any more; two ageing passes remove them, as maintenance would.
+  static unsigned runs = 0;
+  if (++runs % 4096 == 0) {
+    CStringPool::Collect(0xFFFFFFFFu);
+    CStringPool::Collect(0xFFFFFFFFu);
+  }
   return 0;
 }
