@@ -613,9 +613,9 @@ namespace VORX::String {
 // Wide (`qefWChar const *`) and UTF-8 (`unsigned char const *`) forms exist for each lookup; the
 // `n` forms read at most `n` units (wide) or bytes (UTF-8) and stop earlier at a terminator; a
 // character that would reach beyond `n` is left out. A null text gives the null string, a text
-// that starts with its terminator the empty string. Text that cannot be measured (a lone
-// surrogate, malformed UTF-8, a code point above U+10FFFF) and a failed allocation give the
-// null string.
+// that starts with its terminator (or an `n` of 0) the empty string. Text that cannot be
+// measured (a lone surrogate, malformed UTF-8, a code point above U+10FFFF), a text of 2^40
+// units or more, and a failed allocation give the null string.
 // Note: texts of equal length and equal hashes whose first ten characters agree are one record,
 // deliberately (the two 64-bit hashes are trusted).
 // Thread safety: every operation may run on any thread; one recursive lock guards the tables,
@@ -714,9 +714,10 @@ public:
   // unsorted array or one without a vector.
   std::uint64_t LocateEntry(CPPoolString const & s) const;
   // The elements joined by `separator` as one pooled string; the null string for no elements.
-  // Null elements contribute empty pieces. Note: each element contributes its `len()` units;
-  // the joined text is then interned like any other, so where it holds surrogate pairs its last
-  // units are cut off (one per pair).
+  // Null elements contribute empty pieces; only empty pieces give the empty string.
+  // Note: each element contributes its `len()` units and the joined text is interned like any
+  // other, so where it holds surrogate pairs its last units are cut off (one per pair), and an
+  // element whose stored text ends inside a pair makes the result the null string.
   CPPoolString Flatten(qefWChar separator) const;
   // Replaces the elements by the pieces of `text` between separators: a leading or doubled
   // separator gives a null element, a trailing one nothing (deliberately). A sorted array skips

@@ -56,6 +56,10 @@ CPPoolString::CPPoolString(char const * ansi) : CPPoolString() {
   if (!ansi) {
     return;
   }
+  if (*ansi == 0) {
+    *this = u"";
+    return;
+  }
   CQEFWChar const wide(ansi);
   if (*wide) {
     CPPoolString s = CStringPool::GetStringRef(*wide);

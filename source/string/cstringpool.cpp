@@ -8,6 +8,7 @@
 #include <vorx/threading.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <bit>
 #include <cstring>
@@ -32,62 +33,130 @@ constexpr std::uint64_t kCompareUnits = 10;
 
 // ---- measuring and hashing ----
 
-// Feeds characters into both hashes, a chunk at a time through the CRC calculator.
-class _cHasher {
-public:
-  void Add(std::uint32_t c) {
-    m.length += c < 0x10000 ? 1 : 2;
-    m.utf8Size += c < 0x80 ? 1 : c < 0x800 ? 2 : c < 0x10000 ? 3 : 4;
-    qefWChar const unit = static_cast<qefWChar>(c);
-    m_exact[m_count] = unit;
-    m_lower[m_count] = c < 0x10000 ? _lowerUnit(unit) : unit;
-    if (++m_count == kChunk) {
-      Flush();
-    }
+constexpr std::size_t kChunk = 64;
+
+// The lower case of the ASCII characters.
+constexpr auto kAsciiLower = [] {
+  std::array<qefWChar, 128> table{};
+  for (unsigned c = 0; c < 128; ++c) {
+    table[c] = static_cast<qefWChar>(c >= 'A' && c <= 'Z' ? c + 32 : c);
   }
-  void Flush() {
-    Buffers::CMachineCRC const & crc = Buffers::_crc64();
-    m.sHash = crc.Eval(m_exact, m_count * sizeof(qefWChar), m.sHash);
-    m.sHashi = crc.Eval(m_lower, m_count * sizeof(qefWChar), m.sHashi);
-    m_count = 0;
+  return table;
+}();
+static_assert(kAsciiLower.size() == 128 && kAsciiLower['Q'] == u'q');
+
+// Both hashes, fed a chunk at a time through the CRC calculator. While no character has changed
+// under lowering, the two are equal and the lowered chunk need not be fed a second time.
+class _cHashes {
+public:
+  // Feeds `count` units of `exact` and of its lowered form `lower`; `changed` says whether they
+  // differ anywhere.
+  void Feed(void const * exact, qefWChar const * lower, std::size_t count, bool changed) {
+    bool const same = m.sHash == m.sHashi;
+    m.sHash = m_crc.Eval(exact, count * sizeof(qefWChar), m.sHash);
+    m.sHashi = same && !changed ? m.sHash : m_crc.Eval(lower, count * sizeof(qefWChar), m.sHashi);
   }
 
   _tagMeasure m;
 
 private:
-  static constexpr std::size_t kChunk = 64;
+  Buffers::CMachineCRC const & m_crc = Buffers::_crc64();
+};
+
+// Characters given one at a time (from UTF-8), gathered into chunks.
+class _cHasher {
+public:
+  // An ASCII character.
+  void AddAscii(unsigned char c) {
+    m_hashes.m.length += 1;
+    m_hashes.m.utf8Size += 1;
+    qefWChar const lower = kAsciiLower[c];
+    m_exact[m_count] = c;
+    m_lower[m_count] = lower;
+    m_changed |= lower != c;
+    if (++m_count == kChunk) {
+      Flush();
+    }
+  }
+  void Add(std::uint32_t c) {
+    m_hashes.m.length += c < 0x10000 ? 1 : 2;
+    m_hashes.m.utf8Size += c < 0x80 ? 1 : c < 0x800 ? 2 : c < 0x10000 ? 3 : 4;
+    qefWChar const unit = static_cast<qefWChar>(c);
+    qefWChar const lower = c < 0x10000 ? _lowerUnit(unit) : unit;
+    m_exact[m_count] = unit;
+    m_lower[m_count] = lower;
+    m_changed |= lower != unit;
+    if (++m_count == kChunk) {
+      Flush();
+    }
+  }
+  void Flush() {
+    m_hashes.Feed(m_exact, m_lower, m_count, m_changed);
+    m_count = 0;
+    m_changed = false;
+  }
+  _tagMeasure const & Result() const { return m_hashes.m; }
+
+private:
+  _cHashes m_hashes;
   qefWChar m_exact[kChunk];
   qefWChar m_lower[kChunk];
   std::size_t m_count = 0;
+  bool m_changed = false;
 };
 
+// 16-bit text: runs without surrogates are hashed where they lie, pairs one at a time.
 template <class U>
 bool _measure16(U const * p, std::uint64_t n, _tagMeasure & m, std::uint64_t & units) {
-  _cHasher h;
+  _cHashes h;
+  qefWChar lower[kChunk];
   std::uint64_t i = 0;
-  while (i < n && p[i] != 0) {
-    std::uint32_t const u = p[i];
-    if (u < 0xD800 || u > 0xDFFF) {
-      h.Add(u);
-      ++i;
+  for (;;) {
+    std::uint64_t const start = i;
+    std::size_t k = 0;
+    bool changed = false;
+    std::uint64_t utf8 = 0;
+    for (; k < kChunk && i < n; ++k, ++i) {
+      unsigned const c = p[i];
+      // One test for the terminator and the surrogates (0 wraps round).
+      if (c - 1u >= 0xD7FFu && c <= 0xDFFFu) {
+        break;
+      }
+      qefWChar const l = c < 0x80 ? kAsciiLower[c] : wctolower(static_cast<qefWChar>(c));
+      lower[k] = l;
+      changed |= l != c;
+      utf8 += 1u + (c >= 0x80) + (c >= 0x800);
+    }
+    if (k > 0) {
+      h.Feed(p + start, lower, k, changed);
+      h.m.length += k;
+      h.m.utf8Size += utf8;
+    }
+    if (k == kChunk) {
       continue;
     }
-    if (u >= 0xDC00) {
+    if (i >= n || p[i] == 0) {
+      break;
+    }
+    // A surrogate: a pair counts one character of value 0 or 1 (see `qefW_qefW32`).
+    if (p[i] >= 0xDC00) {
       return false;
     }
     if (n - i < 2) {
       break;
     }
-    qefWChar const pair[2] = {static_cast<qefWChar>(u), static_cast<qefWChar>(p[i + 1])};
+    qefWChar const pair[2] = {static_cast<qefWChar>(p[i]), static_cast<qefWChar>(p[i + 1])};
     qefWChar const * q = pair;
     std::uint32_t c = 0;
     if (!qefW_qefW32(&c, q)) {
       return false;
     }
-    h.Add(c);
+    qefWChar const unit = static_cast<qefWChar>(c);
+    h.Feed(&unit, &unit, 1, false);
+    h.m.length += 1;
+    h.m.utf8Size += 1;
     i += static_cast<std::uint64_t>(q - pair);
   }
-  h.Flush();
   m = h.m;
   units = i;
   return true;
@@ -111,7 +180,7 @@ bool _measureUTF8(unsigned char const * p, std::uint64_t n, _tagMeasure & m,
   while (i < n && p[i] != 0) {
     unsigned char const lead = p[i];
     if (lead < 0x80) {
-      h.Add(lead);
+      h.AddAscii(lead);
       ++i;
       continue;
     }
@@ -131,7 +200,7 @@ bool _measureUTF8(unsigned char const * p, std::uint64_t n, _tagMeasure & m,
     i += static_cast<std::uint64_t>(q - (p + i));
   }
   h.Flush();
-  m = h.m;
+  m = h.Result();
   bytes = i;
   return true;
 }
@@ -328,6 +397,9 @@ public:
   using CBaseHashTable::FindItem;
   using CBaseHashTable::PurgeTable;
 
+  // Starts an ageing pass: no slot has been copied by a removal yet.
+  void BeginPass() { m_copiedSlot = kNoSlot; }
+
 protected:
   int compare(CPObjectMemory const & a, CPObjectMemory const & b) override {
     tagPOOLSTRING const * ra = _rec(a);
@@ -359,8 +431,10 @@ protected:
   bool isDisposable(CPObjectMemory const & item) override {
     CPObjectMemory const check(item);
     tagPOOLSTRING * record = _cRecordAccess::Record(item);
-    // The table, the group vector and this check: nobody else holds it.
-    if (check.lockcnt() == 3) {
+    // The table, the group vector and this check: nobody else holds it. Once a record has left
+    // a slot in this pass, the walk's own copy of the slot holds the others once more.
+    std::uint32_t const poolHeld = (record->sHash & m_mask) == m_copiedSlot ? 4 : 3;
+    if (check.lockcnt() == poolHeld) {
       if (++record->idlePasses > 1) {
         return true;
       }
@@ -375,6 +449,7 @@ protected:
   // was the last).
   void tblfinalize(CPObjectMemory const & item) override {
     tagPOOLSTRING const * record = _rec(item);
+    m_copiedSlot = record->sHash & m_mask;
     _tagGroupProbe probe(item);
     CPObjectMemory found = m_groups->FindItem(record->sHashi, probe.Handle());
     if (!found) {
@@ -396,7 +471,9 @@ protected:
   }
 
 private:
+  static constexpr std::uint64_t kNoSlot = ~std::uint64_t{0};
   CCaseInsensitiveHash * m_groups;
+  std::uint64_t m_copiedSlot = kNoSlot; // the slot of the last removal in this pass
 };
 
 // Counts the records held outside the pool (more than the table, the group and the walk).
@@ -554,7 +631,12 @@ void _writeUnits(void const * text, qefWChar * out, std::uint64_t length) {
 void _writeUTF8(void const * text, qefWChar * out, std::uint64_t length) {
   unsigned char const * p = static_cast<unsigned char const *>(text);
   qefWChar * q = out;
-  while (static_cast<std::uint64_t>(q - out) < length && utf8_qefW(q, p)) {
+  while (static_cast<std::uint64_t>(q - out) < length) {
+    if (*p < 0x80) {
+      *q++ = *p++;
+    } else if (!utf8_qefW(q, p)) {
+      break;
+    }
   }
 }
 
@@ -832,6 +914,7 @@ bool CStringPool::Collect(std::uint32_t timeLimit) {
   _tagPool & pool = _pool();
   _cPoolLock lock(pool);
   try {
+    pool.records.BeginPass();
     return pool.records.DisposeTable(timeLimit);
   } catch (...) {
     return false;

@@ -1,54 +1,493 @@
-// The string pool: interning from every source, the two orderings, ageing, integrity checks.
+// The string pool: interning from every source, the hashes, the two orderings, ageing,
+// integrity checks and allocation failure.
+#include <vorx/core.h>
 #include <vorx/string.h>
+#include <vorx/threading.h>
 
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include <gtest/gtest.h>
+#include <vorx/develop.h>
 
+#include "support/diagnostics_capture.h"
 #include "support/memory_hooks.h"
 
 using namespace VORX::String;
 
 namespace {
 
-TEST(StringPool, InterningTheSameTextTwiceGivesOneRecord) {
-  long const blocks = vorx::test::LiveBlocks();
+constexpr std::uint32_t kWholeTable = 0xFFFFFFFFu;
+
+unsigned char const * U8(char const * text) {
+  return reinterpret_cast<unsigned char const *>(text);
+}
+
+// CRC-64/ECMA-182 bit by bit (no table), as an oracle for the pool's hashes: each character
+// feeds its low byte, then its high byte.
+std::uint64_t Crc64Bitwise(std::u16string const & units) {
+  std::uint64_t crc = 0;
+  auto feed = [&crc](unsigned byte) {
+    crc ^= std::uint64_t{byte} << 56;
+    for (int bit = 0; bit < 8; ++bit) {
+      crc = (crc & (std::uint64_t{1} << 63)) ? (crc << 1) ^ 0x42F0E1EBA9EA3693u : crc << 1;
+    }
+  };
+  for (char16_t u : units) {
+    feed(u & 0xFFu);
+    feed(u >> 8);
+  }
+  return crc;
+}
+
+// Interned during the static initialisation of the test program, before any `AppInit`.
+CPPoolString const g_internedAtLoad(u"interned-at-load");
+
+TEST(StringPool, InterningWorksFromLoad) {
+  EXPECT_TRUE(CStringPool::QueryStringRef(u"interned-at-load") == g_internedAtLoad);
+  EXPECT_TRUE(g_internedAtLoad.Verify());
+}
+
+TEST(StringPool, EverySourceOfOneTextGivesOneRecord) {
   CPPoolString const a = CStringPool::GetStringRef(u"pool-once");
-  long const afterFirst = vorx::test::LiveBlocks();
-  EXPECT_GT(afterFirst, blocks);
-  CPPoolString const b = CStringPool::GetStringRef(u"pool-once");
-  CPPoolString const c =
-      CStringPool::GetStringRef(reinterpret_cast<unsigned char const *>("pool-once"));
-  EXPECT_EQ(vorx::test::LiveBlocks(), afterFirst);
-  EXPECT_TRUE(a == b);
-  EXPECT_TRUE(a == c);
+  long const blocks = vorx::test::LiveBlocks();
+  std::uint16_t const units[] = {'p', 'o', 'o', 'l', '-', 'o', 'n', 'c', 'e', 'X'};
+  CPPoolString const same[] = {
+      CStringPool::GetStringRef(u"pool-once"),
+      CStringPool::GetStringRef(U8("pool-once")),
+      CStringPool::GetStringRefn(u"pool-onceXYZ", 9),
+      CStringPool::GetStringRefn(U8("pool-onceXYZ"), 9),
+      CStringPool::GetStringRefn(units, 9),
+      CStringPool::GetStringRefi(u"POOL-ONCE"),
+      CStringPool::GetStringRefni(U8("Pool-OnceXYZ"), 9),
+      CStringPool::QueryStringRef(u"pool-once"),
+      CStringPool::QueryStringRefn(U8("pool-once!"), 9),
+      CStringPool::QueryStringRefi(U8("POOL-once")),
+      CStringPool::QueryStringRefni(u"POOL-ONCE!!", 9),
+  };
+  for (std::size_t i = 0; i < std::size(same); ++i) {
+    EXPECT_TRUE(same[i] == a) << "source " << i;
+  }
+  EXPECT_EQ(vorx::test::LiveBlocks(), blocks) << "nothing is created for a known text";
   EXPECT_EQ(std::u16string(a), u"pool-once");
   EXPECT_EQ(a.len(), 9u);
   EXPECT_EQ(a.UTF8Size(), 9u);
+  EXPECT_EQ(a.sHash(), Crc64Bitwise(u"pool-once"));
+  EXPECT_EQ(a.sHashi(), Crc64Bitwise(u"pool-once"));
 }
 
-} // namespace
+TEST(StringPool, NullAndEmptySourcesGiveTheStaticRecords) {
+  std::uint64_t const records = CStringPool::GetNItems();
+  qefWChar const * const noText = nullptr;
+  unsigned char const * const noUTF8 = nullptr;
+  std::uint16_t const * const noUnits = nullptr;
+  std::uint16_t const emptyUnits[] = {0};
+  CPPoolString const nulls[] = {
+      CStringPool::GetStringRef(noText),
+      CStringPool::GetStringRef(noUTF8),
+      CStringPool::GetStringRefn(noUnits, 5),
+      CStringPool::GetStringRefi(noText),
+      CStringPool::QueryStringRef(noText),
+      CStringPool::QueryStringRefi(noUTF8),
+      CStringPool::QueryStringRef(u"never-interned-text"),
+      CStringPool::QueryStringRefi(U8("NEVER-interned-text")),
+      CStringPool::GetStringRef(static_cast<IStringSubmitter *>(nullptr)),
+  };
+  for (std::size_t i = 0; i < std::size(nulls); ++i) {
+    EXPECT_TRUE(nulls[i].isnull()) << "source " << i;
+  }
+  CPPoolString const empties[] = {
+      CStringPool::GetStringRef(u""),
+      CStringPool::GetStringRef(U8("")),
+      CStringPool::GetStringRefn(emptyUnits, 5),
+      CStringPool::QueryStringRef(u""),
+      CStringPool::QueryStringRefi(U8("")),
+      CStringPool::GetStringRefn(u"abc", 0),
+      CStringPool::GetStringRefni(U8("abc"), 0),
+  };
+  for (std::size_t i = 0; i < std::size(empties); ++i) {
+    EXPECT_TRUE(empties[i].isempty()) << "source " << i;
+  }
+  EXPECT_EQ(CStringPool::GetNItems(), records);
+  EXPECT_EQ(CPPoolString::pnull.sHash(), ~std::uint64_t{0});
+  EXPECT_EQ(CPPoolString::pempty.sHashi(), 0u);
+}
 
-namespace {
+TEST(StringPool, MeasuresCharactersWithThePairRuleAndUTF8Apart) {
+  struct Row {
+    char const * label;
+    CPPoolString s;
+    std::u16string stored; // the units the record keeps
+    std::u16string hashed; // the characters fed to the hash
+    std::uint64_t length, utf8Size;
+  };
+  Row const rows[] = {
+      // U+00E9 LATIN SMALL LETTER E WITH ACUTE, U+20AC EURO SIGN
+      {"two and three UTF-8 bytes", CPPoolString(u"\u00E9\u20AC"), u"\u00E9\u20AC", u"\u00E9\u20AC",
+       2, 5},
+      // U+1F600 as a pair: one character (its value collapses to 1) and only three units kept
+      {"wide pair", CPPoolString(u"a\U0001F600b"), u"a\xD83D\xDE00",
+       u"a\x0001"
+       u"b",
+       3, 3},
+      // U+1F600 from UTF-8: two units 0xD87D 0xDE00 (no subtraction), low 16 bits hashed
+      {"UTF-8 beyond the plane", CPPoolString(U8("a\xF0\x9F\x98\x80")), u"a\xD87D\xDE00",
+       u"a\xF600", 3, 5},
+  };
+  for (Row const & row : rows) {
+    SCOPED_TRACE(row.label);
+    EXPECT_EQ(std::u16string(row.s), row.stored);
+    EXPECT_EQ(row.s.len(), row.length);
+    EXPECT_EQ(row.s.UTF8Size(), row.utf8Size);
+    EXPECT_EQ(row.s.sHash(), Crc64Bitwise(row.hashed));
+  }
+  EXPECT_EQ(CPPoolString(u"AbC\u00C9").sHashi(), Crc64Bitwise(u"abc\u00E9"));
+  // A lone surrogate cannot be measured; a pair cut by the count leaves the text before it.
+  EXPECT_TRUE(CStringPool::GetStringRef(u"a\xDC00").isnull());
+  EXPECT_TRUE(CStringPool::GetStringRef(u"a\xD800z").isnull());
+  EXPECT_TRUE(CStringPool::GetStringRefn(u"ab\xD83D\xDE00", 3) == CPPoolString(u"ab"));
+  EXPECT_TRUE(CStringPool::GetStringRef(U8("a\xC3")).isnull());            // cut sequence
+  EXPECT_TRUE(CStringPool::GetStringRef(U8("\xF4\x90\x80\x80")).isnull()); // above U+10FFFF
+  EXPECT_TRUE(CStringPool::GetStringRefn(U8("ab\xC3\xA9"), 3) == CPPoolString(u"ab"));
+}
 
-TEST(StringPool, CaseVariantsShareAGroupAndAgeOutAfterTwoPasses) {
+TEST(StringPool, TextsOfEqualHashesAndLengthAreOneRecordWhenTheirFirstTenCharactersAgree) {
+  // The CRC is linear: texts whose difference is the generator polynomial (times x^15) have
+  // equal hashes. Spread over five characters after a ten-character head, and made of characters
+  // without case, both hashes agree while the texts differ.
+  std::uint64_t const poly = 0x42F0E1EBA9EA3693u;
+  unsigned char bytes[10]; // (x^64 + poly) * x^15, most significant byte first
+  unsigned const top = 0x8000u | static_cast<unsigned>(poly >> 49);
+  bytes[0] = static_cast<unsigned char>(top >> 8);
+  bytes[1] = static_cast<unsigned char>(top);
+  for (int k = 0; k < 8; ++k) {
+    bytes[2 + k] = static_cast<unsigned char>((poly << 15) >> (56 - 8 * k));
+  }
+  std::u16string a = u"0123456789";
+  std::u16string b = a;
+  for (int i = 0; i < 5; ++i) {
+    // The stream takes each character's low byte first.
+    char16_t const d = static_cast<char16_t>(bytes[2 * i] | bytes[2 * i + 1] << 8);
+    char16_t c = 0x4E00; // CJK ideographs have no case
+    while ((c ^ d) < 0x4E00 || (c ^ d) > 0x9FFF) {
+      ++c;
+    }
+    a.push_back(c);
+    b.push_back(static_cast<char16_t>(c ^ d));
+  }
+  ASSERT_NE(a, b);
+  ASSERT_EQ(Crc64Bitwise(a), Crc64Bitwise(b));
+  CPPoolString const first(a.c_str());
+  EXPECT_TRUE(CStringPool::QueryStringRef(b.c_str()) == first);
+  EXPECT_TRUE(CPPoolString(b.c_str()) == first);
+  EXPECT_EQ(std::u16string(CPPoolString(b.c_str())), a);
+  // A difference inside the first ten characters makes them two records.
+  std::u16string c = a;
+  std::u16string d = b;
+  c[9] = u'x';
+  d[9] = u'x';
+  ASSERT_EQ(Crc64Bitwise(c), Crc64Bitwise(d));
+  std::uint64_t const records = CStringPool::GetNItems();
+  CPPoolString const e(c.c_str());
+  CPPoolString const f(d.c_str());
+  EXPECT_TRUE(e == f) << "their first ten characters still agree";
+  EXPECT_EQ(CStringPool::GetNItems(), records + 1);
+}
+
+TEST(StringPool, CaseVariantsFormOneGroupInOrderOfCreation) {
   std::uint64_t const records = CStringPool::GetNItems();
   std::uint64_t const groups = CStringPool::GetNGroups();
   {
     CPPoolString const abc = CStringPool::GetStringRef(u"Abc-group");
     EXPECT_TRUE(CStringPool::GetStringRefi(u"aBC-GROUP") == abc);
-    CPPoolString const other = CStringPool::GetStringRef(u"aBC-GROUP");
-    EXPECT_FALSE(other == abc);
-    EXPECT_TRUE(other.iequals(abc));
+    EXPECT_EQ(CStringPool::GetNItems(), records + 1);
+    CPPoolString second = CStringPool::GetStringRef(u"aBC-GROUP");
+    EXPECT_FALSE(second == abc);
+    EXPECT_TRUE(second.iequals(abc));
     EXPECT_EQ(CStringPool::GetNItems(), records + 2);
     EXPECT_EQ(CStringPool::GetNGroups(), groups + 1);
+    EXPECT_TRUE(CStringPool::QueryStringRefi(U8("ABC-group")) == abc) << "the first of the group";
+    EXPECT_TRUE(CStringPool::QueryStringRefi(u"ABC-groupX").isnull());
     EXPECT_TRUE(CStringPool::Verify());
+    // Once the first is gone, the group answers with the next.
+    CPPoolString const keep = second;
+    second.free();
+    { CPPoolString const gone = abc; }
   }
-  EXPECT_TRUE(CStringPool::Collect(0xFFFFFFFFu));
-  EXPECT_EQ(CStringPool::GetNItems(), records + 2);
-  EXPECT_TRUE(CStringPool::Collect(0xFFFFFFFFu));
+  CPPoolString const keep = CStringPool::QueryStringRef(u"aBC-GROUP");
+  EXPECT_TRUE(CStringPool::Collect(kWholeTable));
+  EXPECT_TRUE(CStringPool::Collect(kWholeTable));
+  EXPECT_EQ(CStringPool::GetNItems(), records + 1);
+  EXPECT_TRUE(CStringPool::GetStringRefi(u"abc-group") == keep);
+}
+
+TEST(StringPool, AnUnheldStringLosesItsUTF8CopyOnTheFirstPassAndGoesOnTheSecond) {
+  std::uint64_t const records = CStringPool::GetNItems();
+  std::uint64_t const size = CStringPool::GetSize();
+  CPPoolString s(u"size-me");
+  // Header 32, fields 56, seven characters and the terminator 16.
+  EXPECT_EQ(CStringPool::GetSize(), size + 104);
+  EXPECT_STREQ(reinterpret_cast<char const *>(static_cast<unsigned char const *>(s)), "size-me");
+  long const withCopy = vorx::test::LiveBlocks();
+  s.free();
+  EXPECT_TRUE(CStringPool::Collect(kWholeTable));
+  EXPECT_EQ(vorx::test::LiveBlocks(), withCopy - 1) << "the UTF-8 copy is dropped";
+  EXPECT_EQ(CStringPool::GetNItems(), records + 1);
+  EXPECT_TRUE(CStringPool::Collect(kWholeTable));
   EXPECT_EQ(CStringPool::GetNItems(), records);
-  EXPECT_EQ(CStringPool::GetNGroups(), groups);
+  EXPECT_EQ(CStringPool::GetSize(), size);
+  EXPECT_TRUE(CStringPool::QueryStringRef(u"size-me").isnull());
+
+  // Two strings of one slot both go: the removal of the first does not make the second look
+  // held (regression: the walk's copy of the slot once counted as a holder).
+  std::vector<std::u16string> tried;
+  std::u16string pair[2];
+  for (int i = 0; pair[0].empty(); ++i) {
+    std::u16string const text = u"same-slot-" +
+                                std::u16string(1, static_cast<char16_t>(u'A' + i % 26)) +
+                                std::u16string(static_cast<std::size_t>(i / 26), u'z');
+    for (std::u16string const & other : tried) {
+      if ((Crc64Bitwise(other) & 0xFFF) == (Crc64Bitwise(text) & 0xFFF)) {
+        pair[0] = other;
+        pair[1] = text;
+      }
+    }
+    tried.push_back(text);
+  }
+  CPPoolString(pair[0].c_str());
+  CPPoolString(pair[1].c_str());
+  EXPECT_EQ(CStringPool::GetNItems(), records + 2);
+  EXPECT_TRUE(CStringPool::Collect(kWholeTable));
+  EXPECT_TRUE(CStringPool::Collect(kWholeTable));
+  EXPECT_EQ(CStringPool::GetNItems(), records);
+
+  // A string held during a pass starts counting again.
+  CPPoolString held(u"held-during-a-pass");
+  EXPECT_TRUE(CStringPool::Collect(kWholeTable));
+  EXPECT_TRUE(CStringPool::Collect(kWholeTable));
+  held.free();
+  EXPECT_TRUE(CStringPool::Collect(kWholeTable));
+  EXPECT_FALSE(CStringPool::QueryStringRef(u"held-during-a-pass").isnull());
+  EXPECT_TRUE(CStringPool::Collect(kWholeTable));
+  EXPECT_TRUE(CStringPool::QueryStringRef(u"held-during-a-pass").isnull());
+}
+
+TEST(StringPool, CollectsOnlyOnAThreadOfNormalPriority) {
+  using namespace VORX::Threading;
+  std::uint64_t const records = CStringPool::GetNItems();
+  CStringPool::GetStringRef(u"left-behind");
+  for (eThreadPriority priority : {eThreadPriorityLowest, eThreadPriorityBelowNormal,
+                                   eThreadPriorityAboveNormal, eThreadPriorityHighest}) {
+    bool results[2] = {true, true};
+    std::thread worker([&] {
+      CurrentThread::OS::SetThreadPriority(priority);
+      results[0] = CStringPool::Collect(kWholeTable);
+      results[1] = CStringPool::Collect(kWholeTable);
+    });
+    worker.join();
+    EXPECT_FALSE(results[0]) << priority;
+    EXPECT_FALSE(results[1]) << priority;
+    EXPECT_EQ(CStringPool::GetNItems(), records + 1) << priority;
+  }
+  bool collected = false;
+  std::thread normal(
+      [&] { collected = CStringPool::Collect(kWholeTable) && CStringPool::Collect(kWholeTable); });
+  normal.join();
+  EXPECT_TRUE(collected);
+  EXPECT_EQ(CStringPool::GetNItems(), records);
+}
+
+TEST(StringPool, VerifyFindsARecordWhoseTextNoLongerMatchesItsHashes) {
+  vorx::test::BoxCapture boxes;
+  CPPoolString const s(u"verify-me");
+  EXPECT_TRUE(CStringPool::Verify());
+  EXPECT_TRUE(s.Verify());
+  qefWChar * text = const_cast<qefWChar *>(static_cast<qefWChar const *>(s));
+  text[0] = u'V';
+  EXPECT_FALSE(CStringPool::Verify());
+  EXPECT_FALSE(s.Verify());
+  text[0] = u'v';
+  EXPECT_TRUE(CStringPool::Verify());
+  auto const shown = boxes.Boxes();
+  ASSERT_EQ(shown.size(), 1u);
+  EXPECT_EQ(shown[0].caption, "Illegal code point reached");
+  EXPECT_EQ(shown[0].text, "String pool integrity violation");
+  EXPECT_TRUE(CPPoolString().Verify());
+  EXPECT_TRUE(CPPoolString(true).Verify());
+}
+
+// Writes a fixed text; counts how it is asked.
+class FixedSubmitter final : public IStringSubmitter {
+public:
+  FixedSubmitter(std::u16string text, std::uint64_t length, bool succeed = true)
+      : m_text(std::move(text)), m_length(length), m_succeed(succeed) {}
+  std::uint64_t GetStringLen() override {
+    ++asked;
+    return m_length;
+  }
+  bool GetString(qefWChar * out) override {
+    ++written;
+    // The pool gives room for the length and a terminator.
+    std::copy_n(m_text.begin(), std::min<std::uint64_t>(m_text.size(), m_length + 1), out);
+    return m_succeed;
+  }
+  int asked = 0, written = 0;
+
+private:
+  std::u16string m_text;
+  std::uint64_t m_length;
+  bool m_succeed;
+};
+
+TEST(StringPool, SubmittedTextIsInternedLikeAnyOther) {
+  vorx::test::BoxCapture boxes;
+  CPPoolString const known(u"submitted");
+  FixedSubmitter exact(u"submitted", 9);
+  EXPECT_TRUE(CStringPool::GetStringRef(&exact) == known);
+  EXPECT_EQ(exact.asked, 1);
+  EXPECT_EQ(exact.written, 1);
+  // A length that counts the terminator, as the escaping encoders give it.
+  FixedSubmitter terminated(std::u16string(u"submitted\0", 10), 10);
+  EXPECT_TRUE(CStringPool::GetStringRef(&terminated) == known);
+  // Units beyond the submitted length are cut by the pool.
+  FixedSubmitter longer(u"submittedX", 9);
+  EXPECT_TRUE(CStringPool::GetStringRef(&longer) == known);
+  FixedSubmitter fresh(u"fresh-submission", 16);
+  CPPoolString const made = CStringPool::GetStringRef(&fresh);
+  EXPECT_TRUE(made == CStringPool::QueryStringRef(u"fresh-submission"));
+  EXPECT_TRUE(made.Verify());
+  FixedSubmitter failing(u"never", 5, false);
+  EXPECT_TRUE(CStringPool::GetStringRef(&failing).isnull());
+  FixedSubmitter empty(std::u16string(u"\0", 1), 3);
+  EXPECT_TRUE(CStringPool::GetStringRef(&empty).isempty());
+  EXPECT_TRUE(boxes.Boxes().empty());
+  FixedSubmitter zero(u"", 0);
+  EXPECT_TRUE(CStringPool::GetStringRef(&zero).isnull());
+  EXPECT_EQ(zero.written, 0);
+  auto const shown = boxes.Boxes();
+  ASSERT_EQ(shown.size(), 1u);
+  EXPECT_EQ(shown[0].caption, "Illegal code point reached");
+  EXPECT_EQ(shown[0].text, "_cppoolstring::create [submitter]: String length cannot be 0");
+}
+
+TEST(StringPool, ARecordOfNoCharactersIsRefused) {
+  vorx::test::BoxCapture boxes;
+  // The count ends the text before its first character, a pair.
+  EXPECT_TRUE(CStringPool::GetStringRefn(u"\xD83D\xDE00", 1).isnull());
+  EXPECT_TRUE(CStringPool::QueryStringRefn(u"\xD83D\xDE00", 1).isnull());
+  auto const shown = boxes.Boxes();
+  ASSERT_EQ(shown.size(), 1u);
+  EXPECT_EQ(shown[0].text, "_cppoolstring::create: String length cannot be 0");
+}
+
+// Interns `make()` with the first 0, 1, 2, ... allocations refused until it succeeds: every
+// failure gives the null string, leaves the pool as it was and leaks nothing.
+template <class F> void SucceedsAfterRefusals(F make, char const * label) {
+  SCOPED_TRACE(label);
+  std::uint64_t const records = CStringPool::GetNItems();
+  std::uint64_t const groups = CStringPool::GetNGroups();
+  for (long successes = 0; successes < 16; ++successes) {
+    long const blocks = vorx::test::LiveBlocks();
+    CPPoolString s;
+    {
+      vorx::test::AllocationFailure failure(successes);
+      s = make();
+      if (failure.Refused() == 0) {
+        EXPECT_FALSE(s.isnull());
+        EXPECT_TRUE(CStringPool::Verify());
+        return;
+      }
+    }
+    EXPECT_TRUE(s.isnull()) << successes;
+    EXPECT_EQ(vorx::test::LiveBlocks(), blocks) << successes;
+    EXPECT_EQ(CStringPool::GetNItems(), records) << successes;
+    EXPECT_EQ(CStringPool::GetNGroups(), groups) << successes;
+    EXPECT_TRUE(CStringPool::Verify()) << successes;
+  }
+  ADD_FAILURE() << "never succeeded";
+}
+
+TEST(StringPool, AFailedAllocationLeavesThePoolAsItWas) {
+  SucceedsAfterRefusals([] { return CStringPool::GetStringRef(u"alloc-new-group"); }, "new group");
+  CPPoolString const first(u"alloc-variant");
+  SucceedsAfterRefusals([] { return CStringPool::GetStringRef(u"ALLOC-variant"); },
+                        "joins a group");
+  // Sixteen variants fill a group vector: the seventeenth makes it grow.
+  std::vector<CPPoolString> variants;
+  for (int mask = 0; mask < 16; ++mask) {
+    std::u16string text = u"abcde";
+    for (int bit = 0; bit < 4; ++bit) {
+      if (mask & (1 << bit)) {
+        text[bit] = static_cast<char16_t>(text[bit] - 32);
+      }
+    }
+    variants.emplace_back(text.c_str());
+  }
+  SucceedsAfterRefusals([] { return CStringPool::GetStringRef(u"abcdE"); }, "group grows");
+  SucceedsAfterRefusals([] { return CStringPool::GetStringRef(U8("alloc-utf8")); }, "UTF-8");
+  SucceedsAfterRefusals(
+      [] {
+        FixedSubmitter submitter(u"alloc-submitted", 15);
+        return CStringPool::GetStringRef(&submitter);
+      },
+      "submitter");
+}
+
+int g_diagnosisPipe = -1;
+
+// Writes "level file line message" lines to the pipe (the messages are ASCII).
+void PipeLogger(_qefDebugLevel level, qefWChar const * category, char const * file, int line,
+                qefWChar const * format, std::va_list arguments) {
+  qefWChar message[256];
+  VORX::String::_vsnwprintf(message, 256, format, arguments);
+  std::string text =
+      std::to_string(level) + " " + (file ? file : "") + " " + std::to_string(line) + " ";
+  for (qefWChar const * p = category; p && *p; ++p) {
+    text.push_back(static_cast<char>(*p));
+  }
+  text.push_back(' ');
+  for (qefWChar const * p = message; *p; ++p) {
+    text.push_back(static_cast<char>(*p));
+  }
+  text.push_back('\n');
+  if (write(g_diagnosisPipe, text.data(), text.size()) < 0) {
+    std::_Exit(3);
+  }
+}
+
+TEST(StringPool, WritesItsDiagnosisWhenTheLibraryIsUnloaded) {
+  int fds[2];
+  ASSERT_EQ(pipe(fds), 0);
+  pid_t const child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    // The child holds one string outside the pool and ends, unloading the library.
+    close(fds[0]);
+    g_diagnosisPipe = fds[1];
+    new CPPoolString(u"still-held-at-unload");
+    CPPoolString(u"not-held-at-unload");
+    VORX::Develop::SetExternalLogger(&PipeLogger);
+    std::exit(0);
+  }
+  close(fds[1]);
+  std::string lines;
+  char buffer[512];
+  for (ssize_t got; (got = read(fds[0], buffer, sizeof buffer)) > 0;) {
+    lines.append(buffer, static_cast<std::size_t>(got));
+  }
+  close(fds[0]);
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  EXPECT_EQ(lines, "8 cstringpool 2956 VORX SPool ClearTable: Diagnosis started\n"
+                   "8 cstringpool 2958 VORX SPool ClearTable: diagnosis done, 1 items still "
+                   "referenced\n");
 }
 
 } // namespace

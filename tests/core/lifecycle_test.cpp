@@ -1,0 +1,78 @@
+// The library's start and stop: nesting, the unclamped count, and the pool's maintenance at work.
+#include <vorx/core.h>
+#include <vorx/string.h>
+#include <vorx/threading.h>
+
+#include <gtest/gtest.h>
+
+using VORX::String::CPPoolString;
+using VORX::String::CStringPool;
+using VORX::Threading::_IsMaintenanceRunning;
+
+namespace {
+
+TEST(Lifecycle, NestedCallsStartAndStopOnce) {
+  ASSERT_FALSE(_IsMaintenanceRunning());
+  EXPECT_TRUE(VORX::AppInit());
+  EXPECT_TRUE(_IsMaintenanceRunning());
+  EXPECT_FALSE(CStringPool::AppInit()) << "the pool's request is registered already";
+  EXPECT_TRUE(VORX::AppInit());
+  VORX::AppExit();
+  EXPECT_TRUE(_IsMaintenanceRunning());
+  VORX::AppExit();
+  EXPECT_FALSE(_IsMaintenanceRunning());
+  // The pool's request is gone with the stop, so it can register again.
+  EXPECT_TRUE(CStringPool::AppInit());
+  CStringPool::AppExit();
+  VORX::Threading::_ReleaseMaintenanceList();
+  // And the library starts again after a complete stop.
+  EXPECT_TRUE(VORX::AppInit());
+  EXPECT_TRUE(_IsMaintenanceRunning());
+  VORX::AppExit();
+  EXPECT_FALSE(_IsMaintenanceRunning());
+}
+
+TEST(Lifecycle, AnExitWithoutAStartIsCountedNotClamped) {
+  VORX::AppExit(); // the count goes to -1
+  EXPECT_FALSE(_IsMaintenanceRunning());
+  EXPECT_TRUE(VORX::AppInit()); // back to 0: not the first start
+  EXPECT_FALSE(_IsMaintenanceRunning());
+  EXPECT_TRUE(VORX::AppInit()); // 1: starts
+  EXPECT_TRUE(_IsMaintenanceRunning());
+  VORX::AppExit();
+  EXPECT_FALSE(_IsMaintenanceRunning());
+}
+
+// Runs only when the pool's request has been chosen about a hundred times since (its priority is
+// far below), and signals once the watched text has left the pool.
+class Watcher final : public VORX::Threading::IMaintenanceRequest {
+public:
+  explicit Watcher(char16_t const * text) : m_text(text) {}
+  qefWChar const * GetName() override { return u"Watcher"; }
+  std::uint64_t GetNextDueTime() override { return 0; }
+  std::int32_t GetPriority() override { return -100; }
+  void Run() override {
+    if (CStringPool::QueryStringRef(m_text).isnull()) {
+      gone.Set();
+    }
+  }
+  VORX::Threading::CPEvent gone{true};
+
+private:
+  char16_t const * m_text;
+};
+
+TEST(Lifecycle, ThePoolsMaintenanceAgesOutUnheldStrings) {
+  CStringPool::_SetMaintenanceIntervals(0, 0);
+  ASSERT_TRUE(VORX::AppInit());
+  CPPoolString s(u"aged-by-the-maintenance-thread");
+  s.free();
+  VORX::Threading::CPInterfaceObject<Watcher> watcher;
+  ASSERT_TRUE(watcher.Create(u"aged-by-the-maintenance-thread"));
+  ASSERT_TRUE(VORX::Threading::_RegisterMaintenance(watcher));
+  EXPECT_EQ(watcher->gone.Wait(20000), VORX::Threading::qefWaitObject0);
+  VORX::AppExit();
+  CStringPool::_SetMaintenanceIntervals(20000, 10000);
+}
+
+} // namespace

@@ -1,0 +1,237 @@
+// The pooled-string handle: construction, the static records, comparisons, the UTF-8 view and
+// the numbering of names.
+#include <vorx/string.h>
+
+#include <string>
+#include <thread>
+#include <tuple>
+
+#include <gtest/gtest.h>
+
+#include "support/memory_hooks.h"
+
+using namespace VORX::String;
+
+namespace {
+
+std::u16string Text(CPPoolString const & s) {
+  return std::u16string(static_cast<qefWChar const *>(s));
+}
+
+TEST(PooledString, ConstructsFromEverySource) {
+  std::tuple<char const *, CPPoolString, std::u16string> const rows[] = {
+      {"int literal", CPPoolString(7), u"7"},
+      {"negative int", CPPoolString(-5), u"-5"},
+      {"unsigned 32", CPPoolString(4294967295u), u"4294967295"},
+      {"signed 32", CPPoolString(std::int32_t{-2147483647 - 1}), u"-2147483648"},
+      // The 64-bit forms keep the low 32 bits only.
+      {"unsigned 64", CPPoolString(std::uint64_t{4294967296}), u"0"},
+      {"unsigned 64 + 1", CPPoolString(std::uint64_t{4294967297}), u"1"},
+      {"signed 64", CPPoolString(std::int64_t{0x1FFFFFFFF}), u"-1"},
+      {"long long", CPPoolString(-3LL), u"-3"},
+      {"unsigned long long", CPPoolString(0x100000005ULL), u"5"},
+      {"ANSI", CPPoolString("plain"), u"plain"},
+      {"UTF-8", CPPoolString(reinterpret_cast<unsigned char const *>("\xC3\xA9t\xC3\xA9")),
+       u"\u00E9t\u00E9"},
+      {"wide", CPPoolString(u"wide"), u"wide"},
+      {"true", CPPoolString(true), u"true"},
+      {"false", CPPoolString(false), u"false"},
+  };
+  for (auto const & [label, s, text] : rows) {
+    EXPECT_EQ(Text(s), text) << label;
+  }
+  EXPECT_TRUE(CPPoolString("plain") == CPPoolString(u"plain"));
+  EXPECT_TRUE(CPPoolString(7) == CPPoolString(u"7"));
+  EXPECT_TRUE(CPPoolString("").isempty());
+  EXPECT_TRUE(CPPoolString(static_cast<char const *>(nullptr)).isnull());
+
+  CPPoolString s;
+  s = u"assigned";
+  EXPECT_EQ(Text(s), u"assigned");
+  s = std::uint64_t{4294967298};
+  EXPECT_EQ(Text(s), u"2");
+  s = true;
+  EXPECT_TRUE(s == CPPoolString::ptrue);
+  s = reinterpret_cast<unsigned char const *>("u8");
+  EXPECT_EQ(Text(s), u"u8");
+}
+
+TEST(PooledString, NullAndEmptyAreDistinctAndNeverCounted) {
+  CPPoolString const none;
+  CPPoolString const noText(static_cast<qefWChar const *>(nullptr));
+  CPPoolString const empty(u"");
+  EXPECT_TRUE(none.isnull() && noText.isnull() && none == CPPoolString::pnull);
+  EXPECT_FALSE(static_cast<bool>(none));
+  EXPECT_TRUE(empty.isempty() && empty == CPPoolString::pempty);
+  EXPECT_TRUE(static_cast<bool>(empty)) << "the empty string is true";
+  EXPECT_FALSE(empty.isdef() || none.isdef());
+  EXPECT_TRUE(CPPoolString(u"x").isdef());
+  EXPECT_EQ(Text(none), u"");
+  EXPECT_EQ(Text(empty), u"");
+  EXPECT_EQ(none.lockcnt(), 0u);
+  EXPECT_EQ(empty.lockcnt(), 0u);
+  EXPECT_EQ(std::string(reinterpret_cast<char const *>(static_cast<unsigned char const *>(none))),
+            "");
+}
+
+TEST(PooledString, TrueAndFalseAreStaticRecordsOutsideThePool) {
+  CPPoolString const interned(u"true");
+  EXPECT_FALSE(CPPoolString(true) == interned);
+  EXPECT_EQ(CPPoolString(true).cmp(u"true"), 0);
+  EXPECT_EQ(CPPoolString(true).cmp(interned), 0);
+  EXPECT_EQ(CPPoolString::ptrue.sHash(), interned.sHash());
+  EXPECT_EQ(CPPoolString::pfalse.sHashi(), CPPoolString(u"FALSE").sHashi());
+  EXPECT_EQ(CPPoolString::pfalse.len(), 5u);
+  EXPECT_EQ(CPPoolString::pfalse.UTF8Size(), 5u);
+  EXPECT_TRUE(CPPoolString(true) == CPPoolString::ptrue);
+  EXPECT_TRUE(CStringPool::GetStringRef(u"true") == interned);
+}
+
+TEST(PooledString, CopiesCountAndTransferDoesNot) {
+  CPPoolString a(u"counted");
+  std::uint32_t const base = a.lockcnt();
+  {
+    CPPoolString const b = a;
+    EXPECT_EQ(a.lockcnt(), base + 1);
+  }
+  EXPECT_EQ(a.lockcnt(), base);
+  CPPoolString target(u"replaced");
+  target.TransferFrom(a);
+  EXPECT_TRUE(a.isnull());
+  EXPECT_EQ(target.lockcnt(), base);
+  EXPECT_EQ(Text(target), u"counted");
+  CPPoolString moved(std::move(target));
+  EXPECT_TRUE(target.isnull());
+  EXPECT_EQ(moved.lockcnt(), base);
+  moved.free();
+  EXPECT_TRUE(moved.isnull());
+  moved.free();
+  EXPECT_TRUE(moved.isnull());
+  EXPECT_EQ(CPPoolString::GetTypeID(), CPPoolString(u"x").CPObjectMemory::GetTypeID());
+}
+
+TEST(PooledString, ComparesWithEitherArgumentForm) {
+  CPPoolString const abc(u"abc");
+  struct Row {
+    char const * label;
+    int (CPPoolString::*ofString)(CPPoolString const &) const;
+    int (CPPoolString::*ofText)(qefWChar const *) const;
+    char16_t const * argument;
+    int expected;
+  };
+  Row const rows[] = {
+      {"cmp equal", &CPPoolString::cmp, &CPPoolString::cmp, u"abc", 0},
+      {"cmp below", &CPPoolString::cmp, &CPPoolString::cmp, u"abd", -1},
+      {"cmp above", &CPPoolString::cmp, &CPPoolString::cmp, u"ab", 1},
+      {"cmpi", &CPPoolString::cmpi, &CPPoolString::cmpi, u"ABC", 0},
+      {"cmpi below", &CPPoolString::cmpi, &CPPoolString::cmpi, u"ABD", u'c' - u'd'},
+      {"cmpp longer prefix", &CPPoolString::cmpp, &CPPoolString::cmpp, u"abcd", -1},
+      {"cmpp prefix", &CPPoolString::cmpp, &CPPoolString::cmpp, u"ab", 0},
+      {"cmpp not a prefix", &CPPoolString::cmpp, &CPPoolString::cmpp, u"b", -1},
+      {"cmppi", &CPPoolString::cmppi, &CPPoolString::cmppi, u"AB", 0},
+      {"cmp_p suffix", &CPPoolString::cmp_p, &CPPoolString::cmp_p, u"bc", 0},
+      {"cmp_p longer", &CPPoolString::cmp_p, &CPPoolString::cmp_p, u"zabc", -1},
+      {"cmp_p not a suffix", &CPPoolString::cmp_p, &CPPoolString::cmp_p, u"bb", 1},
+      {"cmp_pi", &CPPoolString::cmp_pi, &CPPoolString::cmp_pi, u"BC", 0},
+      {"cmp_p whole", &CPPoolString::cmp_p, &CPPoolString::cmp_p, u"abc", 0},
+  };
+  for (Row const & row : rows) {
+    EXPECT_EQ((abc.*row.ofText)(row.argument), row.expected) << row.label << " (text)";
+    int const ofString = (abc.*row.ofString)(CPPoolString(row.argument));
+    EXPECT_EQ(ofString < 0   ? -1
+              : ofString > 0 ? 1
+                             : 0,
+              row.expected < 0   ? -1
+              : row.expected > 0 ? 1
+                                 : 0)
+        << row.label << " (pooled)";
+  }
+  qefWChar const * const null = nullptr;
+  EXPECT_EQ(abc.cmp(null), 1) << "a null text sorts first";
+  EXPECT_EQ(abc.cmpp(null), -1);
+  EXPECT_EQ(abc.cmp(static_cast<qefWChar const *>(abc)), 0);
+  EXPECT_TRUE(abc == u"abc");
+  EXPECT_FALSE(abc == null);
+  EXPECT_TRUE(abc != u"abd");
+  EXPECT_TRUE(CPPoolString() == u"");
+  EXPECT_TRUE(abc.cnt(u"bc") && abc.cnt(CPPoolString(u"bc")));
+  EXPECT_FALSE(abc.cnt(u"abcd") || abc.cnt(CPPoolString(u"abcd")));
+  EXPECT_FALSE(abc.cnt(u"")) << "an empty needle is not found";
+  EXPECT_TRUE(abc.cnti(u"BC") && abc.cnti(CPPoolString(u"BC")));
+  EXPECT_FALSE(abc.cnti(u"cb"));
+  CPPoolString const other(u"zzz");
+  EXPECT_EQ(abc.pcmp(other), -other.pcmp(abc));
+  EXPECT_NE(abc.pcmp(other), 0);
+  EXPECT_EQ(abc.pcmp(CPPoolString(u"abc")), 0);
+}
+
+TEST(PooledString, EqualsIgnoringCase) {
+  std::tuple<char16_t const *, char16_t const *, bool> const rows[] = {
+      {u"Abc", u"aBC", true},
+      {u"\u00C9t\u00C9", u"\u00E9T\u00E9", true}, // U+00C9 LATIN CAPITAL LETTER E WITH ACUTE
+      {u"abc", u"abcd", false},
+      {u"abc", u"abd", false},
+      {u"", u"", true},
+  };
+  for (auto const & [a, b, expected] : rows) {
+    EXPECT_EQ(CPPoolString(a).iequals(CPPoolString(b)), expected);
+    EXPECT_EQ(CPPoolString(b).iequals(CPPoolString(a)), expected);
+  }
+  EXPECT_TRUE(CPPoolString().iequals(CPPoolString()));
+  EXPECT_FALSE(CPPoolString().iequals(CPPoolString(u"")));
+}
+
+TEST(PooledString, NumbersTheNextNameOfASeries) {
+  std::pair<char16_t const *, char16_t const *> const rows[] = {
+      {u"Take", u"Take (2)"},    {u"Take (2)", u"Take (3)"},
+      {u"Take(9)", u"Take(10)"}, {u"(7)", u"(8)"},
+      {u"a(x)", u"a(x) (2)"},    {u"x(99)", u"x(100)"},
+      {u"()", u"() (2)"},        {u"", u" (2)"},
+      {u"a)", u"a) (2)"},        {u"n(007)", u"n(8)"},
+      {u"(4294967295)", u"(0)"},
+  };
+  for (auto const & [text, next] : rows) {
+    EXPECT_EQ(Text(CPPoolString(text).inc()), next) << vorx::test::LiveBlocks();
+  }
+  EXPECT_TRUE(CPPoolString().inc().isnull());
+}
+
+TEST(PooledString, MakesItsUTF8FormOnceForAllHandles) {
+  CPPoolString const s(u"\u00E9t\u00E9-utf8");
+  long const before = vorx::test::LiveBlocks();
+  unsigned char const * first = s;
+  EXPECT_STREQ(reinterpret_cast<char const *>(first), "\xC3\xA9t\xC3\xA9-utf8");
+  EXPECT_EQ(vorx::test::LiveBlocks(), before + 1);
+  CPPoolString const copy = s;
+  EXPECT_EQ(static_cast<unsigned char const *>(copy), first);
+  EXPECT_EQ(vorx::test::LiveBlocks(), before + 1);
+  EXPECT_STREQ(
+      reinterpret_cast<char const *>(static_cast<unsigned char const *>(CPPoolString(false))),
+      "false");
+
+  // Racing threads all end up with the one installed copy.
+  CPPoolString const raced(u"raced-utf8");
+  unsigned char const * seen[4] = {};
+  std::thread threads[4];
+  for (int i = 0; i < 4; ++i) {
+    threads[i] = std::thread([&, i] { seen[i] = raced; });
+  }
+  for (std::thread & t : threads) {
+    t.join();
+  }
+  for (unsigned char const * p : seen) {
+    EXPECT_EQ(p, static_cast<unsigned char const *>(raced));
+  }
+
+  CPPoolString const starved(u"starved-utf8");
+  long const blocks = vorx::test::LiveBlocks();
+  {
+    vorx::test::AllocationFailure failure;
+    EXPECT_STREQ(reinterpret_cast<char const *>(static_cast<unsigned char const *>(starved)), "");
+  }
+  EXPECT_EQ(vorx::test::LiveBlocks(), blocks);
+  EXPECT_STREQ(reinterpret_cast<char const *>(static_cast<unsigned char const *>(starved)),
+               "starved-utf8");
+}
+
+} // namespace
