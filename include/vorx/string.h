@@ -12,6 +12,8 @@
 //   pooled strings            `CPPoolString`, `CStringPool`, `tagPOOLSTRING`
 //   string arrays, submitters `CPPoolStringArray`, `IStringSubmitter`, `CStringArraySubmitter`,
 //                             `CSubStringSubmitter`
+//   three-F escaping          `C3FEncoder`, `C3FDecoder`, `C3FFFEncoder`, `C3FFFDecoder`, and
+//                             their cores `_3FEncode`, `_3FDecode`, ...
 //
 // Text types: `qefWChar const *` is wide text (UTF-16 units), `unsigned char const *` UTF-8,
 // `std::uint16_t const *` raw 16-bit units, `char const *` the ANSI code page and
@@ -758,6 +760,138 @@ public:
 private:
   qefWChar const * m_text;
   std::uint64_t m_count;
+};
+
+} // namespace VORX::String
+
+namespace VORX::String {
+
+// ---------------------------------------------------------------------------------------------
+// Three-F escaping: bytes as compact wide text and back.
+//
+// "3F" packs 3 bytes into 4 characters from "!" (U+0021) up; "3FFF" packs 7 bytes into 4
+// characters of U+4000..U+7FFF, 14 bits each. The text opens with one header character naming
+// the scheme and the padding of the last group: 0x0100 | (3 - size % 3) for 3F (0x0101..0x0103),
+// 0x0300 | (7 - size % 7) for 3FFF (0x0301..0x0307). A last group of fewer bytes is padded with
+// zero bytes. The text never holds a zero unit before its terminator.
+//
+// The decoders reject, deliberately, the headers 0x0103 and 0x0307 that the encoders write when
+// the size is a multiple of 3 (3F) or of 7 (3FFF), including the empty input; they also reject
+// a null text, another header, a length that is not 1 plus a multiple of 4, a header announcing
+// more padding than the text holds, and any character outside the scheme's alphabet (3F: the
+// first, third and fourth character of a group in "!".."`" (U+0021..U+0060), the second in
+// U+0001..U+00FF; 3FFF: U+4000..U+7FFF). Rejected text decodes to an empty block and writes one
+// log line at level 2 in category "VORX". The decoded size is at most 3/4 (3F) or 7/4 (3FFF) of
+// the text's length.
+//
+// Carrying data of any size: a caller that must decode every size appends the byte 0x80 to the
+// data, then one byte 0x00 when the size has become a multiple of 3 (3F) or 7 (3FFF), before
+// encoding; after decoding it drops the trailing 0x00 bytes and the 0x80 before them. (The
+// `vorx 3f --pad` command does exactly this.)
+//
+// The cores below work on caller buffers; they keep no state and may run on any thread.
+// ---------------------------------------------------------------------------------------------
+
+// Characters of the 3F text of `bytes` bytes, header included, terminator excluded.
+constexpr std::uint64_t _3FTextLen(std::uint64_t bytes) {
+  return 1 + (bytes / 3 + (bytes % 3 != 0)) * 4;
+}
+// Writes the 3F text of the `bytes` bytes at `data` into `out` (room for `_3FTextLen(bytes)` + 1
+// units): header, groups and terminator. Returns `_3FTextLen(bytes)`.
+VORX_API std::uint64_t _3FEncode(qefWChar * out, void const * data, std::uint64_t bytes);
+// The size a 3F text of `length` characters (header included) decodes to, judged by its header
+// and length only; all ones when those are rejected.
+VORX_API std::uint64_t _3FDecodedSize(qefWChar const * text, std::uint64_t length);
+// Decodes a 3F text of `length` characters into `out` (room for `_3FDecodedSize`). False, with
+// `out` partly written, when the text is rejected.
+VORX_API bool _3FDecode(void * out, qefWChar const * text, std::uint64_t length);
+// The units the 3F encoder asks the pool for: (`bytes` / 3 + 1) * 4 + 1. Note: that is one group
+// more than the text needs when `bytes` is a multiple of 3, and otherwise the text without its
+// terminator, which goes into the one unit the pool gives every submitter beyond its length.
+constexpr std::uint64_t _3FReserve(std::uint64_t bytes) {
+  return (bytes / 3 + 1) * 4 + 1;
+}
+
+// The same five for 3FFF, with groups of 7 bytes.
+constexpr std::uint64_t _3FFFTextLen(std::uint64_t bytes) {
+  return 1 + (bytes / 7 + (bytes % 7 != 0)) * 4;
+}
+VORX_API std::uint64_t _3FFFEncode(qefWChar * out, void const * data, std::uint64_t bytes);
+VORX_API std::uint64_t _3FFFDecodedSize(qefWChar const * text, std::uint64_t length);
+VORX_API bool _3FFFDecode(void * out, qefWChar const * text, std::uint64_t length);
+constexpr std::uint64_t _3FFFReserve(std::uint64_t bytes) {
+  return (bytes / 7 + 1) * 4 + 1;
+}
+
+// Encodes bytes as 3F text and interns it at once (through `CStringPool::GetStringRef` with
+// itself as the submitter), so the text is an ordinary pooled string. A value; the source bytes
+// are read during construction only and need not outlive it. A null `data` counts as no bytes.
+// The result is the null string only when the pool cannot make the record (no memory).
+// Not synchronised: one object belongs to one thread at a time.
+class VORX_API C3FEncoder final : public IStringSubmitter {
+public:
+  C3FEncoder(void const * data, std::uint64_t size);
+  // The block's bytes (an empty block gives the text of no bytes, 0x0103 alone).
+  explicit C3FEncoder(Buffers::CPPlainMemory const & block);
+  // The encoded text.
+  operator CPPoolString() const { return m_result; }
+
+  // `_3FReserve` of the bytes not yet encoded.
+  std::uint64_t GetStringLen() override;
+  // Writes the text of the bytes not yet encoded and its terminator (`_3FReserve` + 1 units are
+  // always enough), and consumes them: the text is produced once. Always true.
+  bool GetString(qefWChar * out) override;
+
+private:
+  CPPoolString m_result;
+  std::uint8_t const * m_source;
+  std::uint64_t m_remaining;
+};
+
+// As `C3FEncoder` for 3FFF.
+class VORX_API C3FFFEncoder final : public IStringSubmitter {
+public:
+  C3FFFEncoder(void const * data, std::uint64_t size);
+  // The block's bytes (an empty block gives the text of no bytes, 0x0307 alone).
+  explicit C3FFFEncoder(Buffers::CPPlainMemory const & block);
+  operator CPPoolString() const { return m_result; }
+
+  // `_3FFFReserve` of the bytes not yet encoded.
+  std::uint64_t GetStringLen() override;
+  bool GetString(qefWChar * out) override;
+
+private:
+  CPPoolString m_result;
+  std::uint8_t const * m_source;
+  std::uint64_t m_remaining;
+};
+
+// Decodes 3F text into a new plain block on construction: a value that owns its result (copies
+// share the block). Rejected text (see above) gives an empty block and one log line at level 2,
+// "C3FDecoder: Invalid string passed"; a failed allocation gives an empty block and no line.
+// Not synchronised: one object belongs to one thread at a time.
+class VORX_API C3FDecoder {
+public:
+  // Decodes the zero-terminated `text` (null is rejected).
+  explicit C3FDecoder(qefWChar const * text);
+  // Decodes the pooled string's text of `len()` units (the null string is rejected).
+  explicit C3FDecoder(CPPoolString const & text);
+  // The decoded bytes; empty for rejected text.
+  operator Buffers::CPPlainMemory() const { return m_result; }
+
+private:
+  Buffers::CPPlainMemory m_result;
+};
+
+// As `C3FDecoder` for 3FFF text; its log line reads "C3FFFDecoder: Invalid string passed".
+class VORX_API C3FFFDecoder {
+public:
+  explicit C3FFFDecoder(qefWChar const * text);
+  explicit C3FFFDecoder(CPPoolString const & text);
+  operator Buffers::CPPlainMemory() const { return m_result; }
+
+private:
+  Buffers::CPPlainMemory m_result;
 };
 
 } // namespace VORX::String

@@ -11,6 +11,7 @@
 #include <vorx/lookup.h>
 #include <vorx/math.h>
 #include <vorx/qef.h>
+#include <vorx/random.h>
 #include <vorx/string.h>
 #include <vorx/threading.h>
 #include <vorx/timecode.h>
