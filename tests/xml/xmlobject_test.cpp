@@ -3,6 +3,8 @@
 
 #include <cstdint>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include <vorx/string.h>
 #include <vorx/xml.h>
@@ -426,6 +428,32 @@ TEST(XMLObject, DeepAndWideTreesAreFreedWhole) {
   CPXMLObject kept = wide.item(500);
   wide = CPXMLObject();
   EXPECT_TRUE(kept.IsName(u"w")) << "a child outlives its parent while held";
+}
+
+TEST(XMLObject, HandlesToOneTreeAreDroppedOnSeveralThreads) {
+  CPXMLObject root = Named(u"root");
+  for (int i = 0; i < 200; ++i) {
+    CPXMLObject chain = Named(u"c");
+    CPXMLObject end = chain;
+    for (int k = 0; k < 50; ++k) {
+      ASSERT_EQ(end.AddTag(u"c").sIndex(), 1u);
+      end = end.item(0);
+    }
+    ASSERT_TRUE(root.Add(chain));
+  }
+  // Each thread holds every other subtree and drops it while the others drop theirs.
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 2; ++t) {
+    std::vector<CPXMLObject> held;
+    for (std::uint64_t i = static_cast<std::uint64_t>(t); i < 200; i += 2) {
+      held.push_back(root.item(i));
+    }
+    threads.emplace_back([held = std::move(held)]() mutable { held.clear(); });
+  }
+  root = CPXMLObject();
+  for (std::thread & thread : threads) {
+    thread.join();
+  }
 }
 
 TEST(XMLObject, FailedAllocationsLeaveConsistentTreesAndNoLeak) {

@@ -69,6 +69,8 @@ TEST(XMLValues, DocumentedTextForms) {
   EXPECT_FALSE(node.GetDataBool(false));
   ASSERT_TRUE(node.Set(CRational(-30000, 1001)));
   EXPECT_EQ(Text(node.GetData()), u"-30000/1001");
+  ASSERT_TRUE(node.Set(u" 2 / 4"));
+  EXPECT_EQ(node.GetDataRational(CRational()), CRational(1, 2)) << "read back normalised";
   std::uint8_t const bytes[] = {0x01, 0xAB};
   ASSERT_TRUE(node.Set(bytes, 2));
   EXPECT_EQ(Text(node.GetData()), u"10BA");
