@@ -18,6 +18,8 @@ inline constexpr std::size_t kXMLRationalText = 24;
 // Bytes one hexadecimal remainder of a flag text may need beside the names: a separator,
 // "0x", eight digits and the terminator.
 inline constexpr std::size_t kXMLFlagsRemainder = 12;
+// Units of a "0x" flag token that are read (the rest is ignored), terminator included.
+inline constexpr std::size_t kXMLFlagsDigits = 64;
 
 // "%I64x": lower-case hexadecimal, no prefix or leading zeros. The text's length, -1 on failure.
 VORX_API int _xmlUInt64Text(std::uint64_t value, qefWChar (&text)[kXMLUInt64Text]);
@@ -114,7 +116,8 @@ void _xmlFlagsText(std::uint32_t value, Entry const * map, std::size_t count, qe
   text[at] = 0;
 }
 
-// Bits of a flag text: tokens cut at `sep`; "0x" tokens scanned as hexadecimal; any other token
+// Bits of a flag text: tokens cut at `sep`; "0x" tokens scanned as hexadecimal (their first 63
+// digits); any other token
 // matched exactly against the names of entries not matched yet (each entry adds its bits once);
 // unknown tokens ignored. 0 for an empty text, a null map, a count of 0, or when the record of
 // matched entries of a map above 256 entries cannot be allocated.
@@ -140,8 +143,15 @@ std::uint32_t _xmlReadFlags(qefWChar const * text, Entry const * map, std::size_
       ++length;
     }
     if (length >= 2 && token[0] == u'0' && token[1] == u'x') {
+      // Scanned from a copy, so a separator that is itself a digit ends the number.
+      qefWChar digits[kXMLFlagsDigits];
+      std::size_t n = 0;
+      for (; n + 2 < length && n + 1 < kXMLFlagsDigits; ++n) {
+        digits[n] = token[n + 2];
+      }
+      digits[n] = 0;
       std::uint32_t hex = 0;
-      if (_xmlScan(token + 2, u"%x", hex)) {
+      if (_xmlScan(digits, u"%x", hex)) {
         bits |= hex;
       }
     } else if (length > 0) {

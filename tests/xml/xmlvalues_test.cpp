@@ -139,6 +139,7 @@ TEST(XMLFlags, ReadTokensOncePerEntry) {
   EXPECT_EQ(_xmlReadFlags(u"b|0x10|b", map, 2, u'|'), 0x12u);
   EXPECT_EQ(_xmlReadFlags(u"a|b|0x00000004", map, 2, u'|'), 7u);
   EXPECT_EQ(_xmlReadFlags(u"A|c||", map, 2, u'|'), 0u) << "exact, case-sensitive names";
+  EXPECT_EQ(_xmlReadFlags(u"0x1c2", map, 2, u'c'), 1u) << "a digit as separator ends the number";
   EXPECT_EQ(_xmlReadFlags(u"", map, 2, u'|'), 0u);
   EXPECT_EQ(_xmlReadFlags(u"a", map, 0, u'|'), 0u);
   EXPECT_EQ(_xmlReadFlags<Flag>(u"a", nullptr, 2, u'|'), 0u);
