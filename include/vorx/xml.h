@@ -46,7 +46,8 @@ typedef tagXMLFLAGMAP XMLFLAGMAP;
 // "false"; `timecode` its `SZUTC` text; identifiers their `cqefuid` text; binary two upper-case
 // hexadecimal digits per byte, low nibble first (0x1F is "F1"); flags the names of the set
 // flags in map order joined by the separator, then any bits left as "0x%08x".
-// Note: an `int` literal is ambiguous between the number forms: write `std::uint64_t{5}`.
+// Note: an `int` literal is ambiguous between the number forms: write `std::uint64_t{5}`; a
+// narrow literal ("abc") does not compile, rather than being written as "true".
 class VORX_API CXMLValue {
 public:
   CXMLValue(CPPoolString const & text) : m_text(text), m_failed(false) {}
@@ -56,6 +57,8 @@ public:
   CXMLValue(Math::CRational const & value);
   CXMLValue(double value);
   CXMLValue(bool value);
+  // Other pointers would turn into `bool`: narrow text must become a `CPPoolString` first.
+  template <class T> CXMLValue(T const * pointer) = delete;
   // `length` bytes from `bytes`; an empty buffer gives the empty text.
   CXMLValue(std::uint8_t const * bytes, std::size_t length);
   // The set bits of `value` named through `map[0..count)`, joined by `separator`.
