@@ -29,16 +29,6 @@ std::u16string Text(CPPoolString const & s) {
   return static_cast<char16_t const *>(s);
 }
 
-TEST(XMLRet, DefaultsToNone) {
-  xmlret none;
-  EXPECT_FALSE(none);
-  EXPECT_EQ(none.sIndex(), kNone);
-  xmlret zero(0);
-  EXPECT_TRUE(zero);
-  none = 5;
-  EXPECT_EQ(none.sIndex(), 5u);
-}
-
 TEST(XMLObject, CopiesShareTheNodeAndSetNameDetachesOnlyThisHandle) {
   CPXMLObject parent = Named(u"parent");
   CPXMLObject child = Named(u"child");
