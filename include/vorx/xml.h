@@ -347,6 +347,7 @@ public:
   double GetDataDouble(double def) const;                             // decimal
   Math::CRational GetDataRational(Math::CRational const & def) const; // " %d / %d"
   bool GetDataBool(bool def) const;                                   // "true"/"false", any case
+  // Note: any non-empty text goes to `SZUTC`; one it cannot read gives its unassigned value.
   TimeCode::timecode GetDataTimecode(TimeCode::timecode const & def) const; // `SZUTC` text
   // Position of the data in the `sep`-cut `list`; all ones when absent.
   std::uint64_t GetDataIndex(qefWChar const * list, qefWChar sep) const;
