@@ -52,6 +52,8 @@ class VORX_API CXMLValue {
 public:
   CXMLValue(CPPoolString const & text) : m_text(text), m_failed(false) {}
   CXMLValue(qefWChar const * text);
+  CXMLValue(_qefUID const & id);
+  CXMLValue(QEF::cqefuid const & id);
   CXMLValue(TimeCode::timecode const & value);
   CXMLValue(std::uint64_t value);
   CXMLValue(Math::CRational const & value);
@@ -347,6 +349,9 @@ public:
   double GetDataDouble(double def) const;                             // decimal
   Math::CRational GetDataRational(Math::CRational const & def) const; // " %d / %d"
   bool GetDataBool(bool def) const;                                   // "true"/"false", any case
+  // Note: read by `cqefuid`'s parser, so a text without exactly four dashes is the null
+  // identifier rather than `def`.
+  QEF::cqefuid GetDataGUID(QEF::cqefuid const & def) const; // identifier text
   // Note: any non-empty text goes to `SZUTC`; one it cannot read gives its unassigned value.
   TimeCode::timecode GetDataTimecode(TimeCode::timecode const & def) const; // `SZUTC` text
   // Position of the data in the `sep`-cut `list`; all ones when absent.
@@ -371,6 +376,7 @@ public:
   double FindElementDouble(CPPoolString const & name, double def) const;
   Math::CRational FindElementRational(CPPoolString const & name, Math::CRational const & def) const;
   bool FindElementBool(CPPoolString const & name, bool def) const;
+  QEF::cqefuid FindElementGUID(CPPoolString const & name, QEF::cqefuid const & def) const;
   TimeCode::timecode FindElementTimecode(CPPoolString const & name,
                                          TimeCode::timecode const & def) const;
   std::uint64_t FindElementIndex(CPPoolString const & name, qefWChar const * list,
@@ -391,6 +397,7 @@ public:
   Math::CRational FindAttributeRational(CPPoolString const & name,
                                         Math::CRational const & def) const;
   bool FindAttributeBool(CPPoolString const & name, bool def) const;
+  QEF::cqefuid FindAttributeGUID(CPPoolString const & name, QEF::cqefuid const & def) const;
   TimeCode::timecode FindAttributeTimecode(CPPoolString const & name,
                                            TimeCode::timecode const & def) const;
   std::uint64_t FindAttributeIndex(CPPoolString const & name, qefWChar const * list,

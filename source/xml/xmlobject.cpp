@@ -123,6 +123,16 @@ CXMLValue::CXMLValue(qefWChar const * text) : m_failed(false) {
   _set(text);
 }
 
+CXMLValue::CXMLValue(_qefUID const & id) : CXMLValue(QEF::cqefuid(id)) {}
+
+CXMLValue::CXMLValue(QEF::cqefuid const & id) : m_failed(true) {
+  String::CQEFWChar const text = id;
+  if (text) {
+    m_failed = false;
+    _set(*text);
+  }
+}
+
 CXMLValue::CXMLValue(TimeCode::timecode const & value) : m_failed(false) {
   _set(TimeCode::SZUTC(value).c_str());
 }

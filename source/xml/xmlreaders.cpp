@@ -33,6 +33,11 @@ bool _boolOr(qefWChar const * text, bool def) {
   return text && _xmlReadBool(text, value) ? value : def;
 }
 
+QEF::cqefuid _guidOr(qefWChar const * text, QEF::cqefuid const & def) {
+  QEF::cqefuid value;
+  return text && value.Set(text) ? value : def;
+}
+
 TimeCode::timecode _timecodeOr(qefWChar const * text, TimeCode::timecode const & def) {
   return text ? static_cast<TimeCode::timecode>(TimeCode::SZUTC(text)) : def;
 }
@@ -99,6 +104,9 @@ Math::CRational CPXMLObject::GetDataRational(Math::CRational const & def) const 
 bool CPXMLObject::GetDataBool(bool def) const {
   return _boolOr(_textData(), def);
 }
+QEF::cqefuid CPXMLObject::GetDataGUID(QEF::cqefuid const & def) const {
+  return _guidOr(_textData(), def);
+}
 TimeCode::timecode CPXMLObject::GetDataTimecode(TimeCode::timecode const & def) const {
   return _timecodeOr(_textData(), def);
 }
@@ -159,6 +167,11 @@ bool CPXMLObject::FindElementBool(CPPoolString const & name, bool def) const {
   CPXMLObject const * const child = _firstChild(name);
   return child ? child->GetDataBool(def) : def;
 }
+QEF::cqefuid CPXMLObject::FindElementGUID(CPPoolString const & name,
+                                          QEF::cqefuid const & def) const {
+  CPXMLObject const * const child = _firstChild(name);
+  return child ? child->GetDataGUID(def) : def;
+}
 TimeCode::timecode CPXMLObject::FindElementTimecode(CPPoolString const & name,
                                                     TimeCode::timecode const & def) const {
   CPXMLObject const * const child = _firstChild(name);
@@ -216,6 +229,10 @@ Math::CRational CPXMLObject::FindAttributeRational(CPPoolString const & name,
 }
 bool CPXMLObject::FindAttributeBool(CPPoolString const & name, bool def) const {
   return _boolOr(_text(_attribute(name)), def);
+}
+QEF::cqefuid CPXMLObject::FindAttributeGUID(CPPoolString const & name,
+                                            QEF::cqefuid const & def) const {
+  return _guidOr(_text(_attribute(name)), def);
 }
 TimeCode::timecode CPXMLObject::FindAttributeTimecode(CPPoolString const & name,
                                                       TimeCode::timecode const & def) const {

@@ -235,6 +235,34 @@ TEST(XMLValues, RationalsBoolsAndTimecodesRoundTrip) {
   EXPECT_TRUE(parent.GetDataTimecode(fallback) == fallback);
 }
 
+TEST(XMLValues, IdentifiersRoundTripThroughTheirTextForm) {
+  using VORX::QEF::cqefuid;
+  _qefUID const ones{0xFFFFFFFFu, 0xFFFFu, 0xFFFFu, {255, 255, 255, 255, 255, 255, 255, 255}};
+  _qefUID const some{
+      0x0123ABCDu, 0x4567u, 0x89EFu, {0x01, 0x23, 0x45, 0x67, 0x89, 0xAB, 0xCD, 0xEF}};
+  struct {
+    _qefUID id;
+    char16_t const * text;
+  } const rows[] = {
+      {_qefUID{}, u"00000000-0000-0000-0000-000000000000"},
+      {ones, u"FFFFFFFF-FFFF-FFFF-FFFF-FFFFFFFFFFFF"},
+      {some, u"0123ABCD-4567-89EF-0123-456789ABCDEF"},
+  };
+  cqefuid const fallback(some);
+  for (auto const & row : rows) {
+    CPXMLObject parent = Holding(row.id);
+    EXPECT_EQ(Text(parent.FindElementData(u"e")), row.text);
+    EXPECT_TRUE(parent.FindElementGUID(u"e", fallback) == row.id);
+    EXPECT_TRUE(parent.FindAttributeGUID(u"a", fallback) == row.id);
+    CPXMLObject wrapped = Holding(cqefuid(row.id));
+    EXPECT_TRUE(wrapped.FindElementGUID(u"e", fallback) == row.id);
+  }
+  CPXMLObject node = Named(u"n");
+  EXPECT_TRUE(node.GetDataGUID(fallback) == fallback) << "no data";
+  ASSERT_TRUE(node.Add(u"x-y-z-w-v"));
+  EXPECT_TRUE(node.GetDataGUID(fallback) == fallback) << "four dashes, groups unreadable";
+}
+
 TEST(XMLValues, BinaryRoundTrips) {
   std::uint8_t all[256];
   for (int i = 0; i < 256; ++i) {
