@@ -145,80 +145,70 @@ Result Convert(F convert, S const * src, std::uint64_t srcMax, std::uint64_t roo
 
 } // namespace
 
+// One round of a sweep over `text` placed `offset` units into its allocation: terminated
+// (sometimes with `more` after the zero) or counted without a zero. The converter on the exact,
+// one too small and worst-case (`growth` units a source unit) destinations, the two counters
+// and, for terminated text, the string classes' result `whole` agree on both paths.
+template <class S, class D, class Counters, class Whole>
+void ExpectBothPathsAgree(std::mt19937 & rng, std::basic_string<S> text, std::size_t offset,
+                          int round, std::basic_string<S> const & more,
+                          std::uint64_t (*convert)(S const *, std::uint64_t, D *, std::uint64_t),
+                          std::uint64_t growth, Counters counters, Whole whole) {
+  SCOPED_TRACE(::testing::Message() << "round " << round);
+  bool const terminated = round % 3 != 0;
+  std::uint64_t const srcMax = terminated ? qefAllOnes : rng() % (text.size() + 1);
+  if (terminated) {
+    text += rng() % 2 == 0 ? std::basic_string<S>(1, 0) : more;
+  }
+  Placed<S> const src(text, offset);
+  auto const needed = BothPaths([&] { return convert(src.at, srcMax, nullptr, 0); });
+  ASSERT_EQ(needed.first, needed.second);
+  std::uint64_t const worst = growth * (srcMax == qefAllOnes ? text.size() : srcMax) + 1;
+  for (std::uint64_t room : {needed.first, needed.first - 1, worst}) {
+    if (room != 0) {
+      auto const r = BothPaths([&] { return Convert<S, D>(convert, src.at, srcMax, room); });
+      ASSERT_EQ(r.first, r.second) << "room " << room;
+    }
+  }
+  auto const counts = BothPaths([&] { return counters(src.at, srcMax); });
+  ASSERT_EQ(counts.first, counts.second);
+  if (terminated) {
+    auto const classes = BothPaths([&] { return whole(src.at); });
+    ASSERT_EQ(classes.first, classes.second);
+  }
+}
+
 TEST(ConvertPaths, Utf8ToWideAgreesOnEveryDestinationAndBoundForm) {
   std::mt19937 rng(16);
   for (int round = 0; round < 400; ++round) {
-    Bytes text = RandomUtf8(rng, rng() % 700, round % 2 == 0);
-    std::size_t const offset = rng() % 64;
-    // Terminated, sometimes with more text after the zero; or counted, without a zero.
-    bool const terminated = round % 3 != 0;
-    std::uint64_t const srcMax = terminated ? qefAllOnes : rng() % (text.size() + 1);
-    if (terminated) {
-      text += rng() % 2 == 0 ? Bytes{0} : Bytes{0, 'm', 'o', 'r', 'e'};
-    }
-    Placed<unsigned char> const src(text, offset);
-    auto const needed = BothPaths([&] { return UTF8_To_qefWChar(src.at, srcMax, nullptr, 0); });
-    ASSERT_EQ(needed.first, needed.second) << "round " << round;
-    std::uint64_t const worst = (srcMax == qefAllOnes ? text.size() : srcMax) + 1;
-    for (std::uint64_t room : {needed.first, needed.first - 1, worst}) {
-      if (room == 0) {
-        continue;
-      }
-      auto const r = BothPaths([&] {
-        return Convert<unsigned char, qefWChar>(&UTF8_To_qefWChar, src.at, srcMax, room);
-      });
-      ASSERT_EQ(r.first, r.second) << "round " << round << " room " << room;
-    }
-    auto const counts = BothPaths([&] {
-      return std::make_pair(UTF8u16strlen(src.at, srcMax), UTF8w32strlen(src.at, srcMax));
-    });
-    ASSERT_EQ(counts.first, counts.second) << "round " << round;
-    if (terminated) {
-      auto const wide = BothPaths([&] {
-        CQEFWChar const w(src.at);
-        CUTF16Char const u(src.at);
-        return std::make_tuple(std::u16string(*w, w.len()), w.len(), u.len(),
-                               std::memcmp(*w, *u, u.len() * 2) == 0);
-      });
-      ASSERT_EQ(wide.first, wide.second) << "round " << round;
-    }
+    Bytes const text = RandomUtf8(rng, rng() % 700, round % 2 == 0);
+    ExpectBothPathsAgree(
+        rng, text, rng() % 64, round, Bytes{0, 'm', 'o', 'r', 'e'}, &UTF8_To_qefWChar, 1,
+        [](unsigned char const * p, std::uint64_t max) {
+          return std::make_pair(UTF8u16strlen(p, max), UTF8w32strlen(p, max));
+        },
+        [](unsigned char const * p) {
+          CQEFWChar const w(p);
+          CUTF16Char const u(p);
+          return std::make_tuple(std::u16string(*w, w.len()), w.len(), u.len(),
+                                 std::memcmp(*w, *u, u.len() * 2) == 0);
+        });
   }
 }
 
 TEST(ConvertPaths, WideToUtf8AgreesOnEveryDestinationAndBoundForm) {
   std::mt19937 rng(61);
   for (int round = 0; round < 400; ++round) {
-    std::u16string text = RandomWide(rng, rng() % 400, round % 2 == 0);
-    std::size_t const offset = rng() % 32;
-    bool const terminated = round % 3 != 0;
-    std::uint64_t const srcMax = terminated ? qefAllOnes : rng() % (text.size() + 1);
-    if (terminated) {
-      text += rng() % 2 == 0 ? std::u16string(1, 0) : std::u16string{0, u'm', 0xD800};
-    }
-    Placed<char16_t> const src(text, offset);
-    auto const needed = BothPaths([&] { return qefWChar_To_UTF8(src.at, srcMax, nullptr, 0); });
-    ASSERT_EQ(needed.first, needed.second) << "round " << round;
-    std::uint64_t const worst = 3 * (srcMax == qefAllOnes ? text.size() : srcMax) + 1;
-    for (std::uint64_t room : {needed.first, needed.first - 1, worst}) {
-      if (room == 0) {
-        continue;
-      }
-      auto const r = BothPaths([&] {
-        return Convert<qefWChar, unsigned char>(&qefWChar_To_UTF8, src.at, srcMax, room);
-      });
-      ASSERT_EQ(r.first, r.second) << "round " << round << " room " << room;
-    }
-    auto const counts = BothPaths([&] {
-      return std::make_pair(UTF16u8strlen(src.at, srcMax), UTF16w32strlen(src.at, srcMax));
-    });
-    ASSERT_EQ(counts.first, counts.second) << "round " << round;
-    if (terminated) {
-      auto const narrow = BothPaths([&] {
-        CUTF8Char const u(src.at);
-        return Bytes(*u, u ? u.len() : 0);
-      });
-      ASSERT_EQ(narrow.first, narrow.second) << "round " << round;
-    }
+    std::u16string const text = RandomWide(rng, rng() % 400, round % 2 == 0);
+    ExpectBothPathsAgree(
+        rng, text, rng() % 32, round, std::u16string{0, u'm', 0xD800}, &qefWChar_To_UTF8, 3,
+        [](qefWChar const * p, std::uint64_t max) {
+          return std::make_pair(UTF16u8strlen(p, max), UTF16w32strlen(p, max));
+        },
+        [](qefWChar const * p) {
+          CUTF8Char const u(p);
+          return Bytes(*u, u ? u.len() : 0);
+        });
   }
 }
 
