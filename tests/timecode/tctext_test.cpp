@@ -13,10 +13,7 @@ using vorx::test::Label;
 
 namespace {
 
-std::string Text(SZTC const & text) {
-  return vorx::test::Narrow(text.c_str());
-}
-std::string Text(SZUTC const & text) {
+template <class T> std::string Text(T const & text) { // the short or the long form
   return vorx::test::Narrow(text.c_str());
 }
 
