@@ -291,14 +291,16 @@ std::basic_string<T> Soup(std::mt19937 & rng, T const (&alphabet)[N], int round)
   return text;
 }
 
-// Terminated every third round (with `more` after the zero half the time), else counted.
+// Counted every third round; else terminated (with `more` after the zero half the time) and
+// bounded by all ones or by a count beyond the zero.
 template <class S>
 std::pair<std::basic_string<S>, std::uint64_t> Bound(std::mt19937 & rng, std::basic_string<S> text,
                                                      int round, std::basic_string<S> const & more) {
   if (round % 3 == 0) {
     return {text, rng() % (text.size() + 1)};
   }
-  return {text + (rng() % 2 == 0 ? std::basic_string<S>(1, 0) : more), qefAllOnes};
+  text += rng() % 2 == 0 ? std::basic_string<S>(1, 0) : more;
+  return {text, rng() % 2 == 0 ? qefAllOnes : text.size()};
 }
 
 TEST(ConvertPaths, Utf8ToWideAgreesWithAPlainReadingOnEveryPathDestinationAndBound) {
