@@ -24,7 +24,7 @@ namespace {
 // The names an enumeration hands out, sorted; "!" when `BeginEnumerate` fails.
 std::vector<std::u16string> Names(TempDir const & dir, char16_t const * pattern, bool filesOnly) {
   CDirectoryEnumerator enumerator;
-  if (!enumerator.BeginEnumerate(dir.WPath().c_str(), pattern, filesOnly)) {
+  if (!enumerator.BeginEnumerate(dir.WPath(), pattern, filesOnly)) {
     return {u"!"};
   }
   std::vector<std::u16string> names;
@@ -45,7 +45,7 @@ TEST(DirectoryEnumerator, SkipsDotsLinksAndOnRequestDirectories) {
   dir.Put("b.txt", "bb");
   dir.Put("noext", "");
   dir.Put(".hidden", "");
-  ASSERT_TRUE(_CreateDir(dir.WPath("sub.xml").c_str()));
+  ASSERT_TRUE(_CreateDir(dir.WPath("sub.xml")));
   std::filesystem::create_symlink(dir.Path("a.xml"), dir.Path("link.xml"));
   std::filesystem::create_directory_symlink(dir.Path("sub.xml"), dir.Path("dirlink"));
 
@@ -64,7 +64,7 @@ TEST(DirectoryEnumerator, SkipsDotsLinksAndOnRequestDirectories) {
 TEST(DirectoryEnumerator, EntriesCarryPathSizeKindAndTimes) {
   TempDir dir;
   dir.Put("data.bin", std::string(1234, 'd'));
-  ASSERT_TRUE(_CreateDir(dir.WPath("sub").c_str()));
+  ASSERT_TRUE(_CreateDir(dir.WPath("sub")));
   // 2001-09-09T01:46:40.123456789Z and a day later.
   timespec const times[2] = {{1000000000, 123456789}, {1000086400, 987654321}};
   ASSERT_EQ(utimensat(AT_FDCWD, dir.Path("data.bin").c_str(), times, 0), 0);
@@ -109,14 +109,14 @@ TEST(DirectoryEnumerator, FailsCleanlyAndCanBeReused) {
   for (char16_t const * bad : {static_cast<char16_t const *>(nullptr), u"", u"/no/such/dir"}) {
     EXPECT_FALSE(enumerator.BeginEnumerate(bad, nullptr, false));
   }
-  EXPECT_FALSE(enumerator.BeginEnumerate(dir.WPath("one").c_str(), nullptr, false));
-  ASSERT_TRUE(enumerator.BeginEnumerate(dir.WPath().c_str(), u"x*", true) ||
-              enumerator.BeginEnumerate(dir.WPath().c_str(), u"o*", true));
+  EXPECT_FALSE(enumerator.BeginEnumerate(dir.WPath("one"), nullptr, false));
+  ASSERT_TRUE(enumerator.BeginEnumerate(dir.WPath(), u"x*", true) ||
+              enumerator.BeginEnumerate(dir.WPath(), u"o*", true));
   EXPECT_TRUE(enumerator.GetNext(entry));
   EXPECT_EQ(std::u16string(entry.GetFilename()), u"one");
   EXPECT_FALSE(enumerator.GetNext(entry));
   EXPECT_EQ(std::u16string(entry.GetFilename()), u"one") << "a failed GetNext leaves the entry";
-  ASSERT_TRUE(enumerator.BeginEnumerate(dir.WPath().c_str(), nullptr, false));
+  ASSERT_TRUE(enumerator.BeginEnumerate(dir.WPath(), nullptr, false));
   EXPECT_TRUE(enumerator.EndEnumerate());
   EXPECT_FALSE(enumerator.GetNext(entry));
   EXPECT_EQ(CFindData().GetPath()[0], 0);
@@ -128,7 +128,7 @@ TEST(DirectoryEnumerator, FilesRemovedMidwayAreNotHandedOut) {
     dir.Put("f" + std::to_string(i), "x");
   }
   CDirectoryEnumerator enumerator;
-  ASSERT_TRUE(enumerator.BeginEnumerate(dir.WPath().c_str(), nullptr, true));
+  ASSERT_TRUE(enumerator.BeginEnumerate(dir.WPath(), nullptr, true));
   CFindData entry;
   ASSERT_TRUE(enumerator.GetNext(entry));
   // The entry read ahead was examined already; the others go before they are.
@@ -164,20 +164,20 @@ TEST(DirectoryEnumerator, NamesThatAreNotUtf8AreSkippedOthersDecoded) {
 TEST(DirectoryEnumerator, RunningOutOfMemoryGivesFalseAndLeaksNothing) {
   TempDir dir;
   dir.Put("one", "1");
-  std::u16string const path = dir.WPath();
+  auto const path = dir.WPath();
   for (long successes = 0; successes < 4; ++successes) {
     vorx::test::AllocationFailure failure(successes);
     CDirectoryEnumerator enumerator;
     CFindData entry;
-    bool const begun = enumerator.BeginEnumerate(path.c_str(), nullptr, false);
+    bool const begun = enumerator.BeginEnumerate(path, nullptr, false);
     EXPECT_EQ(begun, enumerator.GetNext(entry)) << successes;
   }
   CFile file;
   {
     vorx::test::AllocationFailure failure;
-    EXPECT_FALSE(file.Open((path + u"/one").c_str(), eFileAccessRead, eOpenFileExisting));
+    EXPECT_FALSE(file.Open(dir.WPath("one"), eFileAccessRead, eOpenFileExisting));
   }
-  EXPECT_TRUE(file.Open((path + u"/one").c_str(), eFileAccessRead, eOpenFileExisting));
+  EXPECT_TRUE(file.Open(dir.WPath("one"), eFileAccessRead, eOpenFileExisting));
 }
 
 } // namespace

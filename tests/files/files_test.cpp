@@ -56,61 +56,61 @@ TEST(FileOpen, AcceptsExactlyTheDocumentedBitCombinations) {
       {1, 1 | 8, true, -1, true, "temporary: gone as soon as it is open"},
   };
   for (Row const & row : rows) {
+    SCOPED_TRACE(row.what);
     TempDir dir;
     dir.Put("old.bin", "0123456789");
     CFile existing;
-    EXPECT_EQ(existing.Open(dir.WPath("old.bin").c_str(), A(row.access), O(row.options)),
-              row.opensExisting)
-        << row.what;
-    EXPECT_EQ(static_cast<bool>(existing), row.opensExisting) << row.what;
-    if (row.sizeAfter < 0) {
-      EXPECT_FALSE(dir.Exists("old.bin")) << row.what;
-    } else {
-      EXPECT_EQ(dir.Get("old.bin").size(), static_cast<std::size_t>(row.sizeAfter)) << row.what;
-    }
+    EXPECT_EQ(existing.Open(dir.WPath("old.bin"), A(row.access), O(row.options)),
+              row.opensExisting);
+    EXPECT_EQ(static_cast<bool>(existing), row.opensExisting);
+    // The size afterwards, or -1 when the file is gone.
+    EXPECT_EQ(dir.Exists("old.bin") ? static_cast<long>(dir.Get("old.bin").size()) : -1,
+              row.sizeAfter);
     CFile missing;
-    EXPECT_EQ(missing.Open(dir.WPath("new.bin").c_str(), A(row.access), O(row.options)),
-              row.opensMissing)
-        << row.what;
-    bool const named = row.opensMissing && row.sizeAfter >= 0;
-    EXPECT_EQ(dir.Exists("new.bin"), named) << row.what;
+    EXPECT_EQ(missing.Open(dir.WPath("new.bin"), A(row.access), O(row.options)), row.opensMissing);
+    EXPECT_EQ(dir.Exists("new.bin"), row.opensMissing && row.sizeAfter >= 0);
   }
 }
 
-TEST(FileOpen, RefusesNullEmptyAndASecondOpenKeepingTheFirst) {
+TEST(FileOpen, RefusesNullEmptyDirectoriesAndASecondOpenKeepingTheFirst) {
   TempDir dir;
   dir.Put("a.txt", "alpha");
   dir.Put("b.txt", "beta");
+  ASSERT_TRUE(_CreateDir(dir.WPath("sub")));
   CFile file;
   EXPECT_FALSE(file.Open(nullptr, eFileAccessRead, eOpenFileExisting));
   EXPECT_FALSE(file.Open(u"", eFileAccessWrite, eOpenFileCreate));
-  ASSERT_TRUE(file.Open(dir.WPath("a.txt").c_str(), eFileAccessRead, eOpenFileExisting));
-  EXPECT_FALSE(file.Open(dir.WPath("b.txt").c_str(), eFileAccessRead, eOpenFileExisting));
+  EXPECT_FALSE(file.Open(dir.WPath("sub"), eFileAccessRead, eOpenFileExisting));
+  EXPECT_FALSE(file.Open(dir.WPath("sub"), eFileAccessWrite, eOpenFileCreate));
+  EXPECT_FALSE(file.Open(dir.WPath("sub"), eFileAccessWrite, eOpenFileCreate | eOpenFileEmpty));
+  EXPECT_TRUE(_TestDirExists(dir.WPath("sub")) && !file);
+  ASSERT_TRUE(file.Open(dir.WPath("a.txt"), eFileAccessRead, eOpenFileExisting));
+  EXPECT_FALSE(file.Open(dir.WPath("b.txt"), eFileAccessRead, eOpenFileExisting));
   EXPECT_EQ(file.GetSize(), 5u) << "the first file stays open";
   EXPECT_TRUE(file.Close());
   EXPECT_TRUE(file.Close()) << "closing a closed file";
-  EXPECT_TRUE(file.Open(dir.WPath("b.txt").c_str(), eFileAccessRead, eOpenFileExisting));
+  EXPECT_TRUE(file.Open(dir.WPath("b.txt"), eFileAccessRead, eOpenFileExisting));
 }
 
 TEST(FileOpen, CreatesOneMissingDirectoryLevel) {
   TempDir dir;
-  ASSERT_TRUE(_CreateDir(dir.WPath("a").c_str()));
+  ASSERT_TRUE(_CreateDir(dir.WPath("a")));
   eFileAccess const write = eFileAccessWrite;
   eOpenFileOptions const replace = eOpenFileCreate | eOpenFileCreateMark | eOpenFileEmpty;
   CFile file;
-  ASSERT_TRUE(file.Open(dir.WPath("a/b/new.xml").c_str(), write, replace));
+  ASSERT_TRUE(file.Open(dir.WPath("a/b/new.xml"), write, replace));
   EXPECT_TRUE(file.Write("<x/>", 4, nullptr));
   file.Close();
   EXPECT_EQ(dir.Get("a/b/new.xml"), "<x/>");
 
-  EXPECT_FALSE(file.Open(dir.WPath("c/d/new.xml").c_str(), write, replace));
+  EXPECT_FALSE(file.Open(dir.WPath("c/d/new.xml"), write, replace));
   EXPECT_FALSE(dir.Exists("c")) << "only one level is created";
 
   // The directory is made before the second try, whatever the options.
-  EXPECT_FALSE(file.Open(dir.WPath("a/e/old.xml").c_str(), eFileAccessRead, eOpenFileExisting));
-  EXPECT_TRUE(_TestDirExists(dir.WPath("a/e").c_str()));
+  EXPECT_FALSE(file.Open(dir.WPath("a/e/old.xml"), eFileAccessRead, eOpenFileExisting));
+  EXPECT_TRUE(_TestDirExists(dir.WPath("a/e")));
   // A missing file in an existing directory creates nothing.
-  EXPECT_FALSE(file.Open(dir.WPath("a/old.xml").c_str(), eFileAccessRead, eOpenFileExisting));
+  EXPECT_FALSE(file.Open(dir.WPath("a/old.xml"), eFileAccessRead, eOpenFileExisting));
 }
 
 TEST(FileOpen, PathsReachTheSystemWithSlashesAsUtf8AndWithoutLengthLimit) {
@@ -139,7 +139,7 @@ TEST(FileIO, ReadAtTheEndDeliversWhatIsThere) {
   TempDir dir;
   dir.Put("data.bin", std::string(1000, 'x') + "0123456789");
   CFile file;
-  ASSERT_TRUE(file.Open(dir.WPath("data.bin").c_str(), eFileAccessShareRead, eOpenFileExisting));
+  ASSERT_TRUE(file.Open(dir.WPath("data.bin"), eFileAccessShareRead, eOpenFileExisting));
   ASSERT_TRUE(file.SetPointer(1000));
   char buffer[100] = {};
   std::uint32_t done = 12345;
@@ -166,8 +166,8 @@ TEST(FileIO, SizesAndPointersBeyondFourGiB) {
   TempDir dir;
   std::uint64_t const far = (std::uint64_t{5} << 30) + 7; // 5 GiB and 7 bytes, sparse
   CFile file;
-  ASSERT_TRUE(file.Open(dir.WPath("big.bin").c_str(), eFileAccessWrite | eFileAccessRandom,
-                        eOpenFileCreate));
+  ASSERT_TRUE(
+      file.Open(dir.WPath("big.bin"), eFileAccessWrite | eFileAccessRandom, eOpenFileCreate));
   ASSERT_TRUE(file.Write("0123", 4, nullptr));
   EXPECT_FALSE(file.MovePointer(-5)) << "before the start";
   EXPECT_EQ(file.GetPointer(), 4u);
@@ -211,51 +211,47 @@ TEST(FileSharing, SecondOpenFollowsTheSharingBitsOfBoth) {
   for (Row const & row : rows) {
     TempDir dir;
     dir.Put("shared.bin", "data");
-    std::u16string const path = dir.WPath("shared.bin");
+    auto const path = dir.WPath("shared.bin");
     CFile first;
     CFile second;
-    ASSERT_TRUE(first.Open(path.c_str(), A(row.first), eOpenFileExisting)) << row.what;
-    EXPECT_EQ(second.Open(path.c_str(), A(row.second), eOpenFileExisting), row.secondOpens)
-        << row.what;
+    ASSERT_TRUE(first.Open(path, A(row.first), eOpenFileExisting)) << row.what;
+    EXPECT_EQ(second.Open(path, A(row.second), eOpenFileExisting), row.secondOpens) << row.what;
   }
 }
 
 TEST(FileSharing, RefusedOpensChangeNothingAndLocksEndWithTheFile) {
   TempDir dir;
   dir.Put("shared.bin", "keep me");
-  std::u16string const path = dir.WPath("shared.bin");
+  auto const path = dir.WPath("shared.bin");
   CFile reader;
-  ASSERT_TRUE(reader.Open(path.c_str(), eFileAccessShareRead, eOpenFileExisting));
+  ASSERT_TRUE(reader.Open(path, eFileAccessShareRead, eOpenFileExisting));
   int const status = InChild([&] {
     CFile file; // another process: a writer is refused, a reader sharing reading is not
-    return !file.Open(path.c_str(), eFileAccessWrite, eOpenFileExisting) &&
-                   file.Open(path.c_str(), eFileAccessShareRead, eOpenFileExisting)
-               ? 0
-               : 1;
+    return file.Open(path, eFileAccessWrite, eOpenFileExisting) ||
+           !file.Open(path, eFileAccessShareRead, eOpenFileExisting);
   });
   EXPECT_EQ(status, 0);
   CFile writer;
-  EXPECT_FALSE(writer.Open(path.c_str(), eFileAccessWrite, eOpenFileEmpty));
-  EXPECT_FALSE(writer.Open(path.c_str(), eFileAccessWrite,
-                           eOpenFileCreate | eOpenFileCreateMark | eOpenFileEmpty));
+  EXPECT_FALSE(writer.Open(path, eFileAccessWrite, eOpenFileEmpty));
+  EXPECT_FALSE(
+      writer.Open(path, eFileAccessWrite, eOpenFileCreate | eOpenFileCreateMark | eOpenFileEmpty));
   EXPECT_EQ(dir.Get("shared.bin"), "keep me") << "a refused open truncates nothing";
   reader.Close();
-  EXPECT_TRUE(writer.Open(path.c_str(), eFileAccessWrite, eOpenFileExisting));
+  EXPECT_TRUE(writer.Open(path, eFileAccessWrite, eOpenFileExisting));
   {
     CFile inner;
-    EXPECT_FALSE(
-        inner.Open(path.c_str(), eFileAccessShareRead | eFileAccessShareWrite, eOpenFileExisting));
+    EXPECT_FALSE(inner.Open(path, eFileAccessShareRead | eFileAccessShareWrite, eOpenFileExisting));
     writer.Close();
-    ASSERT_TRUE(inner.Open(path.c_str(), eFileAccessRead, eOpenFileExisting));
+    ASSERT_TRUE(inner.Open(path, eFileAccessRead, eOpenFileExisting));
   }
-  EXPECT_TRUE(writer.Open(path.c_str(), eFileAccessWrite, eOpenFileExisting))
+  EXPECT_TRUE(writer.Open(path, eFileAccessWrite, eOpenFileExisting))
       << "the destructor released the locks";
 }
 
 TEST(FileSharing, OpensRacingInOneProcessLetExactlyOneIn) {
   TempDir dir;
   dir.Put("race.bin", "r");
-  std::u16string const path = dir.WPath("race.bin");
+  auto const path = dir.WPath("race.bin");
   constexpr int kRounds = 200;
   bool opened[2][kRounds] = {};
   std::barrier sync(2);
@@ -263,7 +259,7 @@ TEST(FileSharing, OpensRacingInOneProcessLetExactlyOneIn) {
     for (int round = 0; round < kRounds; ++round) {
       CFile file; // shares nothing
       sync.arrive_and_wait();
-      opened[side][round] = file.Open(path.c_str(), eFileAccessWrite, eOpenFileExisting);
+      opened[side][round] = file.Open(path, eFileAccessWrite, eOpenFileExisting);
       sync.arrive_and_wait(); // both have tried before either closes
     }
   };
@@ -275,28 +271,18 @@ TEST(FileSharing, OpensRacingInOneProcessLetExactlyOneIn) {
   }
 }
 
-TEST(FileFaults, DirectoriesAndForbiddenFilesDoNotOpen) {
+TEST(FileFaults, ForbiddenFilesDoNotOpen) {
   TempDir dir;
-  ASSERT_TRUE(_CreateDir(dir.WPath("sub").c_str()));
-  CFile file;
-  EXPECT_FALSE(file.Open(dir.WPath("sub").c_str(), eFileAccessRead, eOpenFileExisting));
-  EXPECT_FALSE(file.Open(dir.WPath("sub").c_str(), eFileAccessWrite, eOpenFileCreate));
-  EXPECT_FALSE(
-      file.Open(dir.WPath("sub").c_str(), eFileAccessWrite, eOpenFileCreate | eOpenFileEmpty));
-  EXPECT_TRUE(_TestDirExists(dir.WPath("sub").c_str()));
-  EXPECT_FALSE(file);
-
   dir.Put("secret.bin", "s");
   std::filesystem::permissions(dir.Path("secret.bin"), std::filesystem::perms::none);
-  std::u16string const path = dir.WPath("secret.bin");
-  int const status = InChild([&] {
+  auto const path = dir.WPath("secret.bin");
+  int const status = InChild([&]() -> int {
     if (geteuid() == 0 && setuid(65534) != 0) {
       return 77;
     }
     CFile denied;
-    bool const refused = !denied.Open(path.c_str(), eFileAccessRead, eOpenFileExisting) &&
-                         !denied.Open(path.c_str(), eFileAccessWrite, eOpenFileEmpty);
-    return refused && !denied ? 0 : 1;
+    return denied.Open(path, eFileAccessRead, eOpenFileExisting) ||
+           denied.Open(path, eFileAccessWrite, eOpenFileEmpty) || denied;
   });
   if (status == 77) {
     GTEST_SKIP() << "cannot drop root rights here";
@@ -308,7 +294,7 @@ TEST(FileFaults, DirectoriesAndForbiddenFilesDoNotOpen) {
 // The file size limit stands in for a full disk: writes stop where it is reached.
 TEST(FileFaults, FullDiskEndsAWriteWithWhatFitted) {
   TempDir dir;
-  std::u16string const path = dir.WPath("full.bin");
+  auto const path = dir.WPath("full.bin");
   int const status = InChild([&] {
     std::signal(SIGXFSZ, SIG_IGN);
     rlimit const limit{4096, 4096};
@@ -316,7 +302,7 @@ TEST(FileFaults, FullDiskEndsAWriteWithWhatFitted) {
       return 77;
     }
     CFile file;
-    if (!file.Open(path.c_str(), eFileAccessWrite, eOpenFileCreate)) {
+    if (!file.Open(path, eFileAccessWrite, eOpenFileCreate)) {
       return 2;
     }
     static char block[10000];
@@ -334,7 +320,7 @@ TEST(FileFaults, FullDiskEndsAWriteWithWhatFitted) {
 TEST(FileSystem, ExistenceCreationDeletionAndRenaming) {
   TempDir dir;
   dir.Put("f.txt", "f");
-  ASSERT_TRUE(_CreateDir(dir.WPath("d").c_str()));
+  ASSERT_TRUE(_CreateDir(dir.WPath("d")));
   std::filesystem::create_symlink(dir.Path("f.txt"), dir.Path("link"));
   std::filesystem::create_symlink(dir.Path("nowhere"), dir.Path("dangling"));
 
@@ -347,8 +333,8 @@ TEST(FileSystem, ExistenceCreationDeletionAndRenaming) {
       {"link", true, false},  {"dangling", false, false}, {"f.txt/", false, false},
   };
   for (Row const & row : rows) {
-    EXPECT_EQ(_TestFileExists(dir.WPath(row.name).c_str()), row.file) << row.name;
-    EXPECT_EQ(_TestDirExists(dir.WPath(row.name).c_str()), row.directory) << row.name;
+    EXPECT_EQ(_TestFileExists(dir.WPath(row.name)), row.file) << row.name;
+    EXPECT_EQ(_TestDirExists(dir.WPath(row.name)), row.directory) << row.name;
   }
   EXPECT_TRUE(_TestDirExists(u"/"));
   for (auto * const fn : {&_TestFileExists, &_TestDirExists, &_CreateDir, &_DeleteFile}) {
@@ -356,22 +342,21 @@ TEST(FileSystem, ExistenceCreationDeletionAndRenaming) {
     EXPECT_FALSE(fn(u""));
   }
 
-  EXPECT_FALSE(_CreateDir(dir.WPath("d").c_str())) << "exists already";
-  EXPECT_FALSE(_CreateDir(dir.WPath("x/y").c_str())) << "parent missing";
-  EXPECT_FALSE(_DeleteFile(dir.WPath("d").c_str())) << "a directory";
+  EXPECT_FALSE(_CreateDir(dir.WPath("d"))) << "exists already";
+  EXPECT_FALSE(_CreateDir(dir.WPath("x/y"))) << "parent missing";
+  EXPECT_FALSE(_DeleteFile(dir.WPath("d"))) << "a directory";
   CFile target; // opening a dangling link with the create option creates what it names
-  EXPECT_TRUE(target.Open(dir.WPath("dangling").c_str(), eFileAccessWrite, eOpenFileCreate));
+  EXPECT_TRUE(target.Open(dir.WPath("dangling"), eFileAccessWrite, eOpenFileCreate));
   EXPECT_TRUE(dir.Exists("nowhere"));
-  EXPECT_TRUE(CFile::DeleteFileW(dir.WPath("link").c_str()));
+  EXPECT_TRUE(CFile::DeleteFileW(dir.WPath("link")));
   EXPECT_TRUE(dir.Exists("f.txt")) << "the link went, not its target";
 
   dir.Put("g.txt", "g");
-  EXPECT_FALSE(CFile::RenameFile(dir.WPath("f.txt").c_str(), dir.WPath("g.txt").c_str()))
-      << "never replaces";
+  EXPECT_FALSE(CFile::RenameFile(dir.WPath("f.txt"), dir.WPath("g.txt"))) << "never replaces";
   EXPECT_EQ(dir.Get("g.txt"), "g");
-  EXPECT_TRUE(CFile::RenameFile(dir.WPath("f.txt").c_str(), dir.WPath("d\\moved.txt").c_str()));
+  EXPECT_TRUE(CFile::RenameFile(dir.WPath("f.txt"), dir.WPath("d\\moved.txt")));
   EXPECT_EQ(dir.Get("d/moved.txt"), "f");
-  EXPECT_FALSE(CFile::RenameFile(nullptr, dir.WPath("h.txt").c_str()));
+  EXPECT_FALSE(CFile::RenameFile(nullptr, dir.WPath("h.txt")));
 }
 
 } // namespace

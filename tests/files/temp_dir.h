@@ -15,8 +15,14 @@
 
 namespace vorx::test {
 
+// A wide path that passes straight to the library's `qefWChar const *` parameters.
+struct WidePath : std::u16string {
+  WidePath(std::u16string text) : std::u16string(std::move(text)) {}
+  operator char16_t const *() const { return c_str(); }
+};
+
 // Wide text from UTF-8 of the Basic Multilingual Plane.
-inline std::u16string Wide(std::string const & text) {
+inline WidePath Wide(std::string const & text) {
   VORX::String::CQEFWChar const wide(reinterpret_cast<unsigned char const *>(text.c_str()));
   return *wide ? std::u16string(*wide) : std::u16string();
 }
@@ -43,7 +49,7 @@ public:
   std::string Path(std::string const & name = "") const {
     return name.empty() ? m_path : m_path + "/" + name;
   }
-  std::u16string WPath(std::string const & name = "") const { return Wide(Path(name)); }
+  WidePath WPath(std::string const & name = "") const { return Wide(Path(name)); }
 
   // Writes `content` to the file `name`.
   void Put(std::string const & name, std::string const & content) const {
