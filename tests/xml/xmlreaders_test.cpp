@@ -56,6 +56,8 @@ TEST(XMLValues, DocumentedTextForms) {
   EXPECT_EQ(node.GetDataLUInt(7), 7u) << "the decimal reader converts nothing of ff";
   ASSERT_TRUE(node.Set(std::uint64_t{16}));
   EXPECT_EQ(node.GetDataLUInt(7), 10u) << "16 is written 10 and read as ten";
+  ASSERT_TRUE(node.Set(1.5));
+  EXPECT_TRUE(node.GetDataEDouble(0) == 1.5 && node.GetDataDouble(0) == 3.0) << "3ff8...(1.5)";
   ASSERT_TRUE(node.Set(true));
   EXPECT_EQ(Text(node.GetData()), u"true");
   ASSERT_TRUE(node.Set(u"TRUE"));
