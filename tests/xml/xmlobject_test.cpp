@@ -156,7 +156,7 @@ TEST(XMLObject, AddAnswersZeroWhenTheArrayCannotGrow) {
   ADD_FAILURE() << "the array never had to grow";
 }
 
-TEST(XMLObject, DataIsGivenOnceAndStateFollowsContent) {
+TEST(XMLObject, DataIsGivenOnceAndStateFollowsContentButNotDeletion) {
   CPXMLObject node = Named(u"n");
   EXPECT_TRUE(node.Add(u"") && node.GetState() == 0u) << "an empty text changes nothing";
   EXPECT_TRUE(node.Add(u"first") && node.GetState() == 2u);
@@ -174,11 +174,8 @@ TEST(XMLObject, DataIsGivenOnceAndStateFollowsContent) {
   EXPECT_TRUE(node.DeleteData());
   EXPECT_TRUE(node.Set(Named(u"only")) && node.GetState() == 1u);
   EXPECT_FALSE(node.Set(CPXMLObject()));
-}
-
-TEST(XMLObject, DeletingTheLastChildKeepsTheState) {
-  CPXMLObject node = Named(u"n");
-  ASSERT_TRUE(node.Add(Named(u"c")) && node.Delete(std::uint64_t{0}));
+  // Deleting the last child keeps the state.
+  ASSERT_TRUE(node.DeleteContent() && node.Add(Named(u"c")) && node.Delete(std::uint64_t{0}));
   EXPECT_EQ(node.GetState(), 1u);
   EXPECT_TRUE(node.Add(u"42") && node.GetState() == 3u);
   EXPECT_EQ(node.GetDataInt(-1), -1) << "number readers need state 2, not merely no children";
@@ -218,7 +215,7 @@ TEST(XMLObject, ReplaceAndDeleteBySlotOrByNode) {
   EXPECT_FALSE(unnamed.Delete(std::uint64_t{0}));
 }
 
-TEST(XMLObject, AttributesKeepOrderAndRefuseEmptyValues) {
+TEST(XMLObject, AttributesKeepOrderRefuseEmptyValuesAndMerge) {
   CPXMLObject node = Named(u"n");
   EXPECT_TRUE(node.AddAttribute(u"a", u"1") && node.AddAttribute(u"b", u"2"));
   EXPECT_FALSE(node.AddAttribute(u"a", u"3")) << "names are unique";
@@ -241,10 +238,7 @@ TEST(XMLObject, AttributesKeepOrderAndRefuseEmptyValues) {
   EXPECT_TRUE(node.DeleteAttribute(u"absent"));
   EXPECT_FALSE(node.DeleteAttribute(u"not valid"));
   EXPECT_TRUE(node.DeleteAttribute(u"a") && node.GetNAttributes() == 0u);
-}
-
-TEST(XMLObject, MergeAttributesKeepsOrOverwrites) {
-  CPXMLObject node = Named(u"n");
+  // Merging keeps or overwrites.
   CPXMLObject other = Named(u"o");
   ASSERT_TRUE(node.AddAttribute(u"a", u"1") && node.AddAttribute(u"b", u"2"));
   ASSERT_TRUE(other.AddAttribute(u"b", u"20") && other.AddAttribute(u"c", u"30"));
