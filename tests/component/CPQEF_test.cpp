@@ -483,13 +483,13 @@ TEST_F(Definitions, TheSlotsSitWhereHostsCallThem) {
   using Id = _qefUID const *;
   IQEFComponentFactory * const f = &factory;
   void * out = nullptr;
-  ASSERT_EQ((CallSlot<std::int32_t>(f, 3, Id(&CLSID_Counter), static_cast<IQEFUnknown *>(nullptr),
-                                    Id(&IID_IQEFUnknown), &out)),
-            0);
+  auto const create = [&](int slot) {
+    return CallSlot<std::int32_t>(f, slot, Id(&CLSID_Counter), static_cast<IQEFUnknown *>(nullptr),
+                                  Id(&IID_IQEFUnknown), &out);
+  };
+  ASSERT_EQ(create(3), 0);
   EXPECT_EQ(CallSlot<std::uint32_t>(out, 2), 0u) << "slot 2 releases: the new component goes";
-  ASSERT_EQ((CallSlot<std::int32_t>(f, 4, Id(&CLSID_Counter), static_cast<IQEFUnknown *>(nullptr),
-                                    Id(&IID_IQEFUnknown), &out)),
-            0);
+  ASSERT_EQ(create(4), 0);
   EXPECT_EQ(CallSlot<std::uint32_t>(out, 1), 2u) << "slot 1 adds a reference";
   static_cast<IQEFUnknown *>(out)->Release();
   static_cast<IQEFUnknown *>(out)->Release();
