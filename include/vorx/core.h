@@ -4,6 +4,20 @@
 
 #include <vorx/base.h>
 
+namespace VORX {
+
+// Starts what needs a thread: the maintenance thread, then the string pool's maintenance. Calls
+// nest: only the first starts anything, later ones answer true at once. True when both started.
+// Note: a failed first call still counts, so the host calls `AppExit` once for every `AppInit`.
+VORX_API bool AppInit();
+// Only the call that matches the first `AppInit` stops: the pool's maintenance, then the thread
+// (stop signal, 20000 ms, interruption, 5000 ms more, then detached), then the service list.
+// Note: the count is not clamped: an `AppExit` without `AppInit` takes it below 0. Blocks for up
+// to 25 s. A first `AppInit` and a last `AppExit` must not run at the same time.
+VORX_API void AppExit();
+
+} // namespace VORX
+
 namespace VORX::Core {
 
 // Atomically stores `value` in `target` (sequentially consistent).

@@ -9,6 +9,9 @@
 //   sizes, counters, sync     `UTF8Size`, `UTF8Len`, `UTF8u16strlen`, `UTF8Sync`, ...
 //   character classes         `_isSlash`, `_isblank`, `_iswhitespace`, `_isCRLF`, `_isUNCW`
 //   wide-character utilities  `wctolower`, `wcscmpi`, `wcsncmpi`, `wcscnt`, `wcscount`, ...
+//   pooled strings            `CPPoolString`, `CStringPool`, `tagPOOLSTRING`
+//   string arrays, submitters `CPPoolStringArray`, `IStringSubmitter`, `CStringArraySubmitter`,
+//                             `CSubStringSubmitter`
 //
 // Text types: `qefWChar const *` is wide text (UTF-16 units), `unsigned char const *` UTF-8,
 // `std::uint16_t const *` raw 16-bit units, `char const *` the ANSI code page and
@@ -18,6 +21,7 @@
 #include <cstdarg>
 
 #include <vorx/base.h>
+#include <vorx/buffers.h>
 
 namespace VORX::String {
 
@@ -393,3 +397,366 @@ VORX_API std::uint64_t qefWChar_To_ANSI(qefWChar const * src, std::uint64_t srcL
                                         std::uint64_t dstLen);
 
 } // namespace VORX::String::OS
+
+// ---------------------------------------------------------------------------------------------
+// Pooled strings
+//
+// Every text a `CPPoolString` holds is interned once in the process-wide pool `CStringPool`:
+// equal texts share one immutable, reference-counted record, so copying is one atomic increment
+// and `==` compares records. Interning works from library load; `VORX::AppInit` only adds the
+// ageing of records that nobody holds any more (two idle maintenance passes remove one).
+// ---------------------------------------------------------------------------------------------
+
+namespace VORX::String {
+
+// The payload of a pooled-string block; the text and its terminator follow it in the same block.
+// Immutable once published, except `idlePasses` (changed by the pool under its lock) and
+// `utf8Cache` (installed once by compare-and-swap, freed by the pool only while nobody else
+// holds the record).
+struct tagPOOLSTRING {
+  std::uint32_t idlePasses;  // consecutive maintenance passes that found it held by the pool alone
+  std::uint64_t length;      // characters as measured (a surrogate pair counts one)
+  std::uint64_t utf8Size;    // bytes of the UTF-8 form, without terminator
+  std::uint64_t sHash;       // CRC-64 of the characters
+  std::uint64_t sHashi;      // CRC-64 of the lower-cased characters
+  qefWChar const * text;     // `length` units and a terminator, at the end of this block
+  unsigned char * utf8Cache; // the UTF-8 form, made on first request; null until then
+};
+typedef tagPOOLSTRING POOLSTRING;
+
+// A permanent pooled-string block in static storage (the null, empty, "true" and "false"
+// strings): its count is 0, so handles to it are never counted and it is never freed.
+struct tagPOOLSTRINGSTATIC {
+  Buffers::tagCPOMEMHEADER header;
+  tagPOOLSTRING record;
+  qefWChar text[8];
+};
+
+// Text that is assembled piecewise and written straight into the pool's new record, so no
+// temporary buffer is needed (`CStringPool::GetStringRef(IStringSubmitter *)`). The pool calls
+// `GetStringLen` once, then `GetString` once, on the caller's thread, under the pool lock: an
+// implementation must not intern text itself.
+class IStringSubmitter {
+public:
+  // Units the text needs: at least its characters (one more for the terminator is allowed).
+  // 0 is refused by the pool with an assumption box.
+  virtual std::uint64_t GetStringLen() = 0;
+  // Writes the text into `out`, which has room for `GetStringLen() + 1` units; the pool
+  // terminates it after that many units. False when the text cannot be produced.
+  virtual bool GetString(qefWChar * out) = 0;
+
+protected:
+  ~IStringSubmitter() = default;
+};
+
+// Handle to an interned, immutable string record. Copies share the record (one atomic
+// increment); == compares records, not text. Never null: a default handle is the null string.
+// Safe to read and copy from any thread; one handle object must not be assigned concurrently.
+// Text that cannot be interned (a lone surrogate, a failed allocation) gives the null string.
+// Note: a text with surrogate pairs is measured with each pair as one character, and only that
+// many units are stored, so its last units are cut off (one per pair), deliberately.
+// Overloads: an `int` literal selects the `std::int32_t` constructor, an unsigned one
+// `std::uint32_t`; `long` and `long long` values the 64-bit ones (which keep the low 32 bits).
+class VORX_API CPPoolString : public Buffers::CPObjectMemory {
+public:
+  CPPoolString() noexcept { m_pMH = _nullHeader(); }
+  CPPoolString(CPPoolString const & other) noexcept : Buffers::CPObjectMemory(other) {}
+  // Leaves `other` the null string.
+  CPPoolString(CPPoolString && other) noexcept {
+    m_pMH = other.m_pMH;
+    other.m_pMH = _nullHeader();
+  }
+  ~CPPoolString() = default;
+
+  // `CStringPool::GetStringRef` of the text: null pointer gives the null string, "" the empty.
+  CPPoolString(qefWChar const * text);
+  // UTF-8 text, through the UTF-8 `CStringPool::GetStringRef`.
+  CPPoolString(unsigned char const * utf8);
+  // Text in the ANSI code page, converted to wide text first (a failed conversion gives the
+  // null string, an empty text the empty string).
+  CPPoolString(char const * ansi);
+  // "%u" of the value.
+  explicit CPPoolString(std::uint32_t value);
+  // "%d" of the value.
+  explicit CPPoolString(std::int32_t value);
+  // Note: only the low 32 bits reach the text ("%u" of them): 4294967296 gives "0".
+  explicit CPPoolString(std::uint64_t value);
+  // Note: only the low 32 bits reach the text, read as signed ("%d" of them).
+  explicit CPPoolString(std::int64_t value);
+  explicit CPPoolString(unsigned long long value)
+      : CPPoolString(static_cast<std::uint64_t>(value)) {}
+  explicit CPPoolString(long long value) : CPPoolString(static_cast<std::int64_t>(value)) {}
+  // `ptrue` or `pfalse` itself, which are not in the pool: CPPoolString(true) == u"true" as
+  // text, but not the record the pool gives for "true".
+  explicit CPPoolString(bool value) noexcept;
+
+  CPPoolString & operator=(CPPoolString const & other) noexcept {
+    CopyCPMemory(other);
+    return *this;
+  }
+  // Exchanges the records: `other` is left holding this handle's former record.
+  CPPoolString & operator=(CPPoolString && other) noexcept {
+    std::swap(m_pMH, other.m_pMH);
+    return *this;
+  }
+  // Each assignment interns its source as the matching constructor does; the previous record is
+  // released after the new one is obtained.
+  CPPoolString & operator=(qefWChar const * text);
+  CPPoolString & operator=(unsigned char const * utf8);
+  CPPoolString & operator=(std::uint32_t value);
+  CPPoolString & operator=(std::int32_t value);
+  CPPoolString & operator=(std::uint64_t value);
+  CPPoolString & operator=(std::int64_t value);
+  CPPoolString & operator=(bool value) noexcept;
+
+  // The text; never null (the null and empty strings give "").
+  operator qefWChar const *() const { return _rec()->text; }
+  qefWChar const * operator*() const { return _rec()->text; }
+  // The UTF-8 form, made once per record and shared by all its handles; a static empty text when
+  // it cannot be made (no memory, or a text whose conversion does not give `UTF8Size()` bytes).
+  operator unsigned char const *() const;
+
+  std::uint64_t len() const { return _rec()->length; }
+  std::uint64_t UTF8Size() const { return _rec()->utf8Size; }
+  std::uint64_t sHash() const { return _rec()->sHash; }
+  std::uint64_t sHashi() const { return _rec()->sHashi; }
+
+  // True unless this is the null string (the empty string is true).
+  explicit operator bool() const { return m_pMH != _nullHeader(); }
+  bool isnull() const { return m_pMH == _nullHeader(); }
+  bool isempty() const { return m_pMH == &_sEmpty.header; }
+  // Neither null nor empty.
+  bool isdef() const { return !isnull() && !isempty(); }
+  // Releases the record; the handle becomes the null string.
+  void free() noexcept;
+  // Releases this record and takes `other`'s without touching any count; `other` becomes null.
+  void TransferFrom(CPPoolString & other) noexcept;
+
+  // The type identifier of pooled-string blocks.
+  static std::size_t GetTypeID() { return reinterpret_cast<std::size_t>(&_vtbl); }
+  using Buffers::CPObjectMemory::GetTypeID;
+
+  // Re-measures the text and compares length and both hashes with the stored ones; the null
+  // string is always valid. On a mismatch, an assumption box ("String pool integrity violation")
+  // and false. Note: a record cut short by surrogate pairs fails, as its stored text is shorter.
+  bool Verify() const;
+
+  // Record identity; no text is read.
+  bool operator==(CPPoolString const & other) const { return m_pMH == other.m_pMH; }
+  bool operator!=(CPPoolString const & other) const { return m_pMH != other.m_pMH; }
+  // Same text pointer, else the texts are equal (a null `text` equals nothing).
+  bool operator==(qefWChar const * text) const;
+  bool operator!=(qefWChar const * text) const { return !(*this == text); }
+
+  // Comparisons: negative, 0 or positive. The `CPPoolString` forms answer 1 (false for `cnt`,
+  // `cnti`) when reading a text raises an exception; the `qefWChar const *` forms 1 for a
+  // non-null argument, -1 for a null one. A null `qefWChar const *` sorts before any text.
+  // Whole text.
+  int cmp(CPPoolString const & other) const;
+  int cmp(qefWChar const * text) const;
+  // Whole text, ignoring case.
+  int cmpi(CPPoolString const & other) const;
+  int cmpi(qefWChar const * text) const;
+  // Whether this begins with the argument: 0 when it does; -1 when this is shorter.
+  int cmpp(CPPoolString const & prefix) const;
+  int cmpp(qefWChar const * prefix) const;
+  int cmppi(CPPoolString const & prefix) const;
+  int cmppi(qefWChar const * prefix) const;
+  // Whether this ends with the argument: 0 when it does; -1 when this is shorter.
+  int cmp_p(CPPoolString const & suffix) const;
+  int cmp_p(qefWChar const * suffix) const;
+  int cmp_pi(CPPoolString const & suffix) const;
+  int cmp_pi(qefWChar const * suffix) const;
+  // Whether this contains the argument (an empty argument is not found, see `wcscnt`).
+  bool cnt(CPPoolString const & sub) const;
+  bool cnt(qefWChar const * sub) const;
+  bool cnti(CPPoolString const & sub) const;
+  bool cnti(qefWChar const * sub) const;
+  // Equal ignoring case (different case-insensitive hashes answer false at once).
+  bool iequals(CPPoolString const & other) const;
+  // An arbitrary stable order: the record addresses compared (1, -1 or 0).
+  int pcmp(CPPoolString const & other) const;
+
+  // The next name of a numbered series: "Take" gives "Take (2)", "Take (2)" gives "Take (3)",
+  // "Take(9)" gives "Take(10)"; the null string gives the null string.
+  CPPoolString inc() const;
+
+  static CPPoolString const pnull;
+  static CPPoolString const pempty;
+  static CPPoolString const ptrue;
+  static CPPoolString const pfalse;
+
+  // The class table of pooled-string blocks (no clone slot: records are never copied).
+  static Buffers::tagCPOVTABL const _vtbl;
+  // The static null and empty records.
+  static tagPOOLSTRINGSTATIC _sNull;
+  static tagPOOLSTRINGSTATIC _sEmpty;
+
+private:
+  friend class CStringPool;
+  static Buffers::tagCPOMEMHEADER * _nullHeader() { return &_sNull.header; }
+  tagPOOLSTRING const * _rec() const { return reinterpret_cast<tagPOOLSTRING const *>(m_pMH + 1); }
+};
+static_assert(sizeof(CPPoolString) == sizeof(void *));
+
+} // namespace VORX::String
+
+namespace VORX::Buffers {
+extern template class VORX_API CPObjectVector<String::CPPoolString>;
+} // namespace VORX::Buffers
+
+namespace VORX::String {
+
+// The process-wide string pool: static operations only. Every lookup answers a new reference.
+// Wide (`qefWChar const *`) and UTF-8 (`unsigned char const *`) forms exist for each lookup; the
+// `n` forms read at most `n` units (wide) or bytes (UTF-8) and stop earlier at a terminator; a
+// character that would reach beyond `n` is left out. A null text gives the null string, a text
+// that starts with its terminator the empty string. Text that cannot be measured (a lone
+// surrogate, malformed UTF-8, a code point above U+10FFFF) and a failed allocation give the
+// null string.
+// Note: texts of equal length and equal hashes whose first ten characters agree are one record,
+// deliberately (the two 64-bit hashes are trusted).
+// Thread safety: every operation may run on any thread; one recursive lock guards the tables,
+// and measuring happens before it is taken.
+class VORX_API CStringPool {
+public:
+  CStringPool() = delete;
+
+  // The record with exactly this text, created when there is none.
+  static CPPoolString GetStringRef(qefWChar const * text);
+  static CPPoolString GetStringRef(unsigned char const * utf8);
+  static CPPoolString GetStringRefn(qefWChar const * text, std::uint64_t n);
+  static CPPoolString GetStringRefn(unsigned char const * utf8, std::uint64_t n);
+  // From raw 16-bit units, read as wide text.
+  static CPPoolString GetStringRefn(std::uint16_t const * units, std::uint64_t n);
+  // The text `submitter` writes; a submitted length of 0 raises an assumption box and gives the
+  // null string, as does a `GetString` that answers false. A null `submitter` gives the null
+  // string.
+  static CPPoolString GetStringRef(IStringSubmitter * submitter);
+
+  // The first record of the group equal to this text ignoring case; when none, the text is
+  // interned as it is.
+  static CPPoolString GetStringRefi(qefWChar const * text);
+  static CPPoolString GetStringRefi(unsigned char const * utf8);
+  static CPPoolString GetStringRefni(qefWChar const * text, std::uint64_t n);
+  static CPPoolString GetStringRefni(unsigned char const * utf8, std::uint64_t n);
+
+  // As `GetStringRef` and `GetStringRefi`, but never creating: the null string when absent.
+  static CPPoolString QueryStringRef(qefWChar const * text);
+  static CPPoolString QueryStringRef(unsigned char const * utf8);
+  static CPPoolString QueryStringRefn(qefWChar const * text, std::uint64_t n);
+  static CPPoolString QueryStringRefn(unsigned char const * utf8, std::uint64_t n);
+  static CPPoolString QueryStringRefi(qefWChar const * text);
+  static CPPoolString QueryStringRefi(unsigned char const * utf8);
+  static CPPoolString QueryStringRefni(qefWChar const * text, std::uint64_t n);
+  static CPPoolString QueryStringRefni(unsigned char const * utf8, std::uint64_t n);
+
+  // Creates the pool's maintenance request and registers it with the maintenance service.
+  // False when it exists already, or when it cannot be created or registered.
+  static bool AppInit();
+  // Unregisters the maintenance request and releases it; when the service refuses, it is kept.
+  static void AppExit();
+
+  // One ageing pass, for at most about `timeLimit` milliseconds, resuming where the last one
+  // stopped: a record held by the pool alone loses its UTF-8 copy on the first pass that visits
+  // it and is removed on the second. True when every slot was visited. Note: false at once, doing
+  // nothing, on a thread whose priority (`GetThreadPriority`) is not normal, deliberately.
+  static bool Collect(std::uint32_t timeLimit);
+  // Re-measures every record; false at the first whose length or hashes differ.
+  static bool Verify();
+  // Total bytes of all records' blocks (header, fields and text).
+  static std::uint64_t GetSize();
+  // Records in the pool.
+  static std::uint64_t GetNItems();
+  // Case-insensitive groups in the pool.
+  static std::uint64_t GetNGroups();
+
+  // Test hook: the delays after which the maintenance request wants to run again, after a
+  // completed and after an interrupted collection (20000 and 10000 ms unless changed).
+  static void _SetMaintenanceIntervals(std::uint32_t completedMs, std::uint32_t interruptedMs);
+};
+
+// Growable array of pooled strings, either in insertion order or kept sorted (by
+// `CPPoolString::cmp`) without duplicates; the order is fixed at construction. Copies share the
+// element vector: changes made in place are seen through every copy, while growing or `Inflate`
+// may give the changing copy a vector of its own. One array (and the copies sharing its vector)
+// must be changed by one thread at a time. Failed allocations answer false and leave the
+// elements as they were.
+class VORX_API CPPoolStringArray {
+public:
+  explicit CPPoolStringArray(bool sorted = false) : m_sorted(sorted) {}
+  CPPoolStringArray(CPPoolStringArray const & other) = default;
+  CPPoolStringArray & operator=(CPPoolStringArray const & other) = default;
+  // Adopts `block` when it is a vector of pooled strings (a sorted array then sorts it); else
+  // the array becomes empty.
+  CPPoolStringArray & operator=(Buffers::CPObjectMemory const & block);
+
+  bool IsSorted() const { return m_sorted; }
+  std::uint64_t GetNItems() const { return m_items.GetNItems(); }
+  // Element `i`; the null string beyond the end.
+  CPPoolString const & operator[](std::uint64_t i) const;
+  // The element vector (empty when the array never held anything).
+  Buffers::CPObjectVector<CPPoolString> const & GetVector() const { return m_items; }
+
+  // Sorts by `CPPoolString::cmp` (quick sort); an empty array is left alone.
+  void Sort();
+  // Sorted: inserts at the binary-search position, doing nothing (true) when that very record is
+  // there. Unsorted: appends. False when memory runs out.
+  bool Add(CPPoolString const & s);
+  // Unsorted arrays only: inserts at `index` (appends beyond the end). False for a sorted array.
+  bool Insert(CPPoolString const & s, std::uint64_t index);
+  // Sorted arrays only: removes that very record; true also when it is absent. False for an
+  // unsorted array.
+  bool Delete(CPPoolString const & s);
+  // Sorted arrays: where `s` is or would be inserted (0 for an empty array). All ones for an
+  // unsorted array or one without a vector.
+  std::uint64_t LocateEntry(CPPoolString const & s) const;
+  // The elements joined by `separator` as one pooled string; the null string for no elements.
+  // Null elements contribute empty pieces. Note: each element contributes its `len()` units;
+  // the joined text is then interned like any other, so where it holds surrogate pairs its last
+  // units are cut off (one per pair).
+  CPPoolString Flatten(qefWChar separator) const;
+  // Replaces the elements by the pieces of `text` between separators: a leading or doubled
+  // separator gives a null element, a trailing one nothing (deliberately). A sorted array skips
+  // pieces it holds already. True for a null text (no elements); false when memory runs out
+  // (the pieces added so far stay).
+  bool Inflate(CPPoolString const & text, qefWChar separator);
+
+private:
+  // The binary-search position of `s`.
+  std::size_t _position(CPPoolString const & s) const;
+
+  Buffers::CPObjectVector<CPPoolString> m_items;
+  bool m_sorted;
+};
+
+// Submits the elements of an array joined by a separator.
+class VORX_API CStringArraySubmitter final : public IStringSubmitter {
+public:
+  CStringArraySubmitter(CPPoolString const * items, std::uint64_t count, qefWChar separator)
+      : m_items(items), m_count(count), m_separator(separator) {}
+  // The elements' `len()` summed plus one per separator; 0 for no elements.
+  std::uint64_t GetStringLen() override;
+  // Each element's `len()` units, the separator between them, then the terminator.
+  bool GetString(qefWChar * out) override;
+
+private:
+  CPPoolString const * m_items;
+  std::uint64_t m_count;
+  qefWChar m_separator;
+};
+
+// Submits `count` units of a longer text, without copying it first.
+class VORX_API CSubStringSubmitter final : public IStringSubmitter {
+public:
+  CSubStringSubmitter(qefWChar const * text, std::uint64_t count) : m_text(text), m_count(count) {}
+  std::uint64_t GetStringLen() override { return m_count; }
+  // Copies exactly the units; the pool terminates them.
+  bool GetString(qefWChar * out) override;
+
+private:
+  qefWChar const * m_text;
+  std::uint64_t m_count;
+};
+
+} // namespace VORX::String

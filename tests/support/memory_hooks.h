@@ -1,5 +1,7 @@
 // Test support: every test program routes the library's heap through counting functions, so a
-// test that leaks a block fails, and a test can make allocations fail on demand.
+// test that leaks a block fails, and a test can make allocations fail on demand. Before counting,
+// the leak check runs two full ageing passes of the string pool, so pooled strings that nobody
+// holds at the end of a test are not counted against it.
 #pragma once
 
 #include <cstddef>

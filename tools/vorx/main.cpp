@@ -129,7 +129,11 @@ int main(int argc, char ** argv) {
         std::printf("%s", c.usage);
         return 0;
       }
-      return c.run(args);
+      // Every command runs with the library started, as a host would run it.
+      VORX::AppInit();
+      int const status = c.run(args);
+      VORX::AppExit();
+      return status;
     }
   }
   std::fprintf(stderr, "vorx: unknown command '%s' (try vorx --help)\n", argv[i]);

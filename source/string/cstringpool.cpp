@@ -1,0 +1,878 @@
+// The process-wide string pool: measuring and hashing of texts, the two tables over the records
+// (case-sensitive, owning; case-insensitive, grouping), interning, lookup, ageing by the
+// maintenance thread, and the static records every pooled string starts from.
+#include <vorx/core.h>
+#include <vorx/develop.h>
+#include <vorx/lookup.h>
+#include <vorx/string.h>
+#include <vorx/threading.h>
+
+#include <algorithm>
+#include <atomic>
+#include <bit>
+#include <cstring>
+
+#include "buffers/crc64.h"
+#include "string/pool_record.h"
+
+static_assert(std::endian::native == std::endian::little,
+              "the hashes feed each character's low byte first, as it lies in memory");
+
+namespace VORX::String {
+
+using Buffers::CPObjectMemory;
+using Buffers::CPOMVector;
+using Buffers::tagCPOMEMHEADER;
+
+namespace {
+
+constexpr std::uint64_t kAllOnes = ~std::uint64_t{0};
+constexpr std::size_t kNotFound = static_cast<std::size_t>(-1);
+constexpr std::uint64_t kCompareUnits = 10;
+
+// ---- measuring and hashing ----
+
+// Feeds characters into both hashes, a chunk at a time through the CRC calculator.
+class _cHasher {
+public:
+  void Add(std::uint32_t c) {
+    m.length += c < 0x10000 ? 1 : 2;
+    m.utf8Size += c < 0x80 ? 1 : c < 0x800 ? 2 : c < 0x10000 ? 3 : 4;
+    qefWChar const unit = static_cast<qefWChar>(c);
+    m_exact[m_count] = unit;
+    m_lower[m_count] = c < 0x10000 ? _lowerUnit(unit) : unit;
+    if (++m_count == kChunk) {
+      Flush();
+    }
+  }
+  void Flush() {
+    Buffers::CMachineCRC const & crc = Buffers::_crc64();
+    m.sHash = crc.Eval(m_exact, m_count * sizeof(qefWChar), m.sHash);
+    m.sHashi = crc.Eval(m_lower, m_count * sizeof(qefWChar), m.sHashi);
+    m_count = 0;
+  }
+
+  _tagMeasure m;
+
+private:
+  static constexpr std::size_t kChunk = 64;
+  qefWChar m_exact[kChunk];
+  qefWChar m_lower[kChunk];
+  std::size_t m_count = 0;
+};
+
+template <class U>
+bool _measure16(U const * p, std::uint64_t n, _tagMeasure & m, std::uint64_t & units) {
+  _cHasher h;
+  std::uint64_t i = 0;
+  while (i < n && p[i] != 0) {
+    std::uint32_t const u = p[i];
+    if (u < 0xD800 || u > 0xDFFF) {
+      h.Add(u);
+      ++i;
+      continue;
+    }
+    if (u >= 0xDC00) {
+      return false;
+    }
+    if (n - i < 2) {
+      break;
+    }
+    qefWChar const pair[2] = {static_cast<qefWChar>(u), static_cast<qefWChar>(p[i + 1])};
+    qefWChar const * q = pair;
+    std::uint32_t c = 0;
+    if (!qefW_qefW32(&c, q)) {
+      return false;
+    }
+    h.Add(c);
+    i += static_cast<std::uint64_t>(q - pair);
+  }
+  h.Flush();
+  m = h.m;
+  units = i;
+  return true;
+}
+
+} // namespace
+
+bool _measureWide(qefWChar const * text, std::uint64_t n, _tagMeasure & m, std::uint64_t & units) {
+  return _measure16(text, n, m, units);
+}
+
+bool _measureUnits(std::uint16_t const * text, std::uint64_t n, _tagMeasure & m,
+                   std::uint64_t & units) {
+  return _measure16(text, n, m, units);
+}
+
+bool _measureUTF8(unsigned char const * p, std::uint64_t n, _tagMeasure & m,
+                  std::uint64_t & bytes) {
+  _cHasher h;
+  std::uint64_t i = 0;
+  while (i < n && p[i] != 0) {
+    unsigned char const lead = p[i];
+    if (lead < 0x80) {
+      h.Add(lead);
+      ++i;
+      continue;
+    }
+    std::uint64_t const need = UTF8Len(lead);
+    if (need == 0) {
+      return false;
+    }
+    if (n - i < need) {
+      break;
+    }
+    unsigned char const * q = p + i;
+    std::uint32_t c = 0;
+    if (!utf8_qefW32(&c, q) || c > 0x10FFFF) {
+      return false;
+    }
+    h.Add(c);
+    i += static_cast<std::uint64_t>(q - (p + i));
+  }
+  h.Flush();
+  m = h.m;
+  bytes = i;
+  return true;
+}
+
+// ---- record blocks ----
+
+namespace {
+
+void _recordCreate(void *, std::size_t) {}
+
+// Frees the UTF-8 copy with the record.
+void _recordFinalize(void * payload, std::size_t) {
+  tagPOOLSTRING * record = static_cast<tagPOOLSTRING *>(payload);
+  Core::OS::_ffree(_utf8Slot(record).exchange(nullptr));
+}
+
+unsigned char g_emptyUTF8[1] = {0};
+unsigned char g_trueUTF8[5] = {'t', 'r', 'u', 'e', 0};
+unsigned char g_falseUTF8[6] = {'f', 'a', 'l', 's', 'e', 0};
+
+constexpr std::size_t kStaticSize = sizeof(tagPOOLSTRING) + 8 * sizeof(qefWChar);
+
+} // namespace
+
+Buffers::tagCPOVTABL const CPPoolString::_vtbl = {&_recordCreate, nullptr, &_recordFinalize,
+                                                  &CPObjectMemory::_nointerface};
+
+constinit tagPOOLSTRINGSTATIC CPPoolString::_sNull = {
+    {0, kStaticSize, kStaticSize, &CPPoolString::_vtbl},
+    {0, 0, 0, kAllOnes, kAllOnes, CPPoolString::_sNull.text, g_emptyUTF8},
+    {}};
+constinit tagPOOLSTRINGSTATIC CPPoolString::_sEmpty = {
+    {0, kStaticSize, kStaticSize, &CPPoolString::_vtbl},
+    {0, 0, 0, 0, 0, CPPoolString::_sEmpty.text, g_emptyUTF8},
+    {}};
+
+namespace {
+
+constinit tagPOOLSTRINGSTATIC g_true = {{0, kStaticSize, kStaticSize, &CPPoolString::_vtbl},
+                                        {0, 0, 0, 0, 0, g_true.text, g_trueUTF8},
+                                        {u't', u'r', u'u', u'e'}};
+constinit tagPOOLSTRINGSTATIC g_false = {{0, kStaticSize, kStaticSize, &CPPoolString::_vtbl},
+                                         {0, 0, 0, 0, 0, g_false.text, g_falseUTF8},
+                                         {u'f', u'a', u'l', u's', u'e'}};
+
+// Measures the "true" and "false" records at load.
+bool _measureStatic(tagPOOLSTRINGSTATIC & s) {
+  _tagMeasure m;
+  std::uint64_t units = 0;
+  if (!_measureWide(s.text, kAllOnes, m, units)) {
+    return false;
+  }
+  s.record.length = m.length;
+  s.record.utf8Size = m.utf8Size;
+  s.record.sHash = m.sHash;
+  s.record.sHashi = m.sHashi;
+  return true;
+}
+
+bool const g_staticsMeasured = _measureStatic(g_true) && _measureStatic(g_false);
+
+} // namespace
+
+CPPoolString const CPPoolString::pnull;
+CPPoolString const CPPoolString::pempty =
+    _cRecordAccess::Adopt(_cRecordAccess::Wrap(&_sEmpty.header));
+CPPoolString const CPPoolString::ptrue =
+    _cRecordAccess::Adopt(_cRecordAccess::Wrap(&g_true.header));
+CPPoolString const CPPoolString::pfalse =
+    _cRecordAccess::Adopt(_cRecordAccess::Wrap(&g_false.header));
+
+CPPoolString::CPPoolString(bool value) noexcept {
+  m_pMH = value ? &g_true.header : &g_false.header;
+}
+
+CPPoolString & CPPoolString::operator=(bool value) noexcept {
+  free();
+  m_pMH = value ? &g_true.header : &g_false.header;
+  return *this;
+}
+
+CPObjectMemory _cRecordAccess::NewRecord(std::uint64_t units) {
+  _cRecordAccess block;
+  if (units >= kMaxRecordUnits ||
+      !block.Alloc(sizeof(tagPOOLSTRING) + (units + 1) * sizeof(qefWChar), &CPPoolString::_vtbl)) {
+    return CPObjectMemory();
+  }
+  tagPOOLSTRING * record = Record(block);
+  *record = tagPOOLSTRING{0, 0, 0, 0, 0, _recordText(record), nullptr};
+  return CPObjectMemory(std::move(block));
+}
+
+void _cRecordAccess::SetRecordSize(CPObjectMemory const & h, std::uint64_t units) {
+  Header(h)->sSize = sizeof(tagPOOLSTRING) + (units + 1) * sizeof(qefWChar);
+}
+
+// ---- the tables ----
+
+namespace {
+
+tagPOOLSTRING const * _rec(CPObjectMemory const & h) {
+  return _cRecordAccess::Record(h);
+}
+
+// The first record of a group vector; null for an empty one.
+tagPOOLSTRING const * _first(CPObjectMemory const & group) {
+  tagCPOMEMHEADER const * header = _cRecordAccess::Header(group);
+  if (!header || header->sSize < sizeof(CPObjectMemory)) {
+    return nullptr;
+  }
+  CPObjectMemory const * items = reinterpret_cast<CPObjectMemory const *>(header + 1);
+  return _cRecordAccess::Header(items[0]) ? _rec(items[0]) : nullptr;
+}
+
+// Order of two records of equal case-insensitive hash ignoring case: by length, then the first
+// ten characters lowered where they differ.
+int _compareIgnoringCase(tagPOOLSTRING const * a, tagPOOLSTRING const * b) {
+  if (a->length != b->length) {
+    return a->length < b->length ? -1 : 1;
+  }
+  if (a->text == b->text) {
+    return 0;
+  }
+  if (!a->text) {
+    return 1;
+  }
+  if (!b->text) {
+    return -1;
+  }
+  std::uint64_t const n = std::min(a->length, kCompareUnits);
+  for (std::uint64_t i = 0; i < n; ++i) {
+    qefWChar const x = a->text[i];
+    qefWChar const y = b->text[i];
+    if (x == y) {
+      continue;
+    }
+    qefWChar const lx = wctolower(x);
+    qefWChar const ly = wctolower(y);
+    if (lx != ly) {
+      return lx < ly ? -1 : 1;
+    }
+  }
+  return 0;
+}
+
+// The case-insensitive index: key sHashi, item a vector of the records equal ignoring case, in
+// order of creation; each element holds one reference.
+class CCaseInsensitiveHash final : public Lookup::CBaseHashTable {
+public:
+  CCaseInsensitiveHash() : CBaseHashTable(12) {}
+  using CBaseHashTable::AddItem;
+  using CBaseHashTable::DeleteItem;
+  using CBaseHashTable::EnumTableBy;
+  using CBaseHashTable::FindItem;
+  using CBaseHashTable::PurgeTable;
+
+protected:
+  int compare(CPObjectMemory const & a, CPObjectMemory const & b) override {
+    tagPOOLSTRING const * ra = _first(a);
+    tagPOOLSTRING const * rb = _first(b);
+    if (!ra || !rb) {
+      return ra ? 1 : rb ? -1 : 0;
+    }
+    return _compareIgnoringCase(ra, rb);
+  }
+};
+
+// A one-element group vector on the stack around `record`, to look a group up without
+// allocating. Not counted: handles to it never free it.
+struct _tagGroupProbe {
+  explicit _tagGroupProbe(CPObjectMemory const & record)
+      : header{0, sizeof(CPObjectMemory), sizeof(CPObjectMemory),
+               &Buffers::CPObjectVector<CPObjectMemory>::_vtbl},
+        element(_cRecordAccess::Wrap(_cRecordAccess::Header(record))) {}
+  CPObjectMemory Handle() { return _cRecordAccess::Wrap(&header); }
+
+  tagCPOMEMHEADER header;
+  CPObjectMemory element; // a second handle on the same block, uncounted
+  _tagGroupProbe(_tagGroupProbe const &) = delete;
+  _tagGroupProbe & operator=(_tagGroupProbe const &) = delete;
+  ~_tagGroupProbe() { _cRecordAccess::Header(element) = nullptr; }
+};
+static_assert(offsetof(_tagGroupProbe, element) == sizeof(tagCPOMEMHEADER));
+
+// The case-sensitive index: key sHash, item the record; it owns the records and ages them.
+class CCaseSensitiveHash final : public Lookup::CBaseHashTable {
+public:
+  explicit CCaseSensitiveHash(CCaseInsensitiveHash * groups)
+      : CBaseHashTable(12), m_groups(groups) {}
+  ~CCaseSensitiveHash() override;
+  using CBaseHashTable::AddItem;
+  using CBaseHashTable::DisposeTable;
+  using CBaseHashTable::EnumTableBy;
+  using CBaseHashTable::FindItem;
+  using CBaseHashTable::PurgeTable;
+
+protected:
+  int compare(CPObjectMemory const & a, CPObjectMemory const & b) override {
+    tagPOOLSTRING const * ra = _rec(a);
+    tagPOOLSTRING const * rb = _rec(b);
+    if (ra->sHash != rb->sHash) {
+      return ra->sHash < rb->sHash ? -1 : 1;
+    }
+    if (ra->sHashi != rb->sHashi) {
+      return ra->sHashi < rb->sHashi ? -1 : 1;
+    }
+    if (ra->length != rb->length) {
+      return ra->length < rb->length ? -1 : 1;
+    }
+    // Only the first ten characters: equal length and both hashes are trusted for the rest.
+    std::uint64_t const n = std::min(ra->length, kCompareUnits);
+    for (std::uint64_t i = 0; i < n; ++i) {
+      qefWChar const x = ra->text[i];
+      qefWChar const y = rb->text[i];
+      if (x != y) {
+        return x < y ? -1 : 1;
+      }
+      if (x == 0) {
+        break;
+      }
+    }
+    return 0;
+  }
+
+  bool isDisposable(CPObjectMemory const & item) override {
+    CPObjectMemory const check(item);
+    tagPOOLSTRING * record = _cRecordAccess::Record(item);
+    // The table, the group vector and this check: nobody else holds it.
+    if (check.lockcnt() == 3) {
+      if (++record->idlePasses > 1) {
+        return true;
+      }
+      Core::OS::_ffree(_utf8Slot(record).exchange(nullptr));
+      return false;
+    }
+    record->idlePasses = 0;
+    return false;
+  }
+
+  // Takes the record out of its case-insensitive group (and the group out of its table when it
+  // was the last).
+  void tblfinalize(CPObjectMemory const & item) override {
+    tagPOOLSTRING const * record = _rec(item);
+    _tagGroupProbe probe(item);
+    CPObjectMemory found = m_groups->FindItem(record->sHashi, probe.Handle());
+    if (!found) {
+      Develop::OS::RTABox("Illegal code point reached", "Case-insensitive hash entry MUST exists");
+      return;
+    }
+    CPOMVector group(found);
+    std::size_t const at = group.Find(item, kNotFound);
+    if (at == kNotFound) {
+      Develop::OS::RTABox("Illegal code point reached",
+                          "Case-insensitive match of case-sensitive cache MUST exist");
+      return;
+    }
+    if (group.GetNItems() == 1) {
+      m_groups->DeleteItem(record->sHashi, group);
+    } else {
+      group.Delete(at, false);
+    }
+  }
+
+private:
+  CCaseInsensitiveHash * m_groups;
+};
+
+// Counts the records held outside the pool (more than the table, the group and the walk).
+class CEnumDisposal final : public Lookup::IBaseHashTableEnum {
+public:
+  bool OnEntry(std::uint64_t, CPObjectMemory const & item) override {
+    if (item.lockcnt() >= 3) {
+      ++count;
+    }
+    return true;
+  }
+  std::uint32_t count = 0;
+};
+
+// Adds up the records' block sizes.
+class CEnumForSize final : public Lookup::IBaseHashTableEnum {
+public:
+  bool OnEntry(std::uint64_t, CPObjectMemory const & item) override {
+    total += sizeof(tagCPOMEMHEADER) + _cRecordAccess::Header(item)->sSize;
+    return true;
+  }
+  std::uint64_t total = 0;
+};
+
+// Re-measures every record; stops at the first that does not match.
+class CEnumVerify final : public Lookup::IBaseHashTableEnum {
+public:
+  bool OnEntry(std::uint64_t, CPObjectMemory const & item) override {
+    tagPOOLSTRING const * record = _rec(item);
+    _tagMeasure m;
+    std::uint64_t units = 0;
+    return _measureWide(record->text, record->length, m, units) && m.length == record->length &&
+           m.sHash == record->sHash && m.sHashi == record->sHashi;
+  }
+};
+
+CCaseSensitiveHash::~CCaseSensitiveHash() {
+  Develop::_logWrite(qefDL_Trace, u"VORX", "cstringpool", 2956,
+                     u"SPool ClearTable: Diagnosis started");
+  CEnumDisposal disposal;
+  EnumTableBy(&disposal, 0, false);
+  Develop::_logWrite(qefDL_Trace, u"VORX", "cstringpool", 2958,
+                     u"SPool ClearTable: diagnosis done, %u items still referenced",
+                     disposal.count);
+  ClearTable();
+}
+
+std::atomic<std::uint32_t> g_completedInterval{20000};
+std::atomic<std::uint32_t> g_interruptedInterval{10000};
+
+// The pool's request to the maintenance service: one collection of at most 10 ms per run.
+class CStringPoolMaintenance final : public Threading::IMaintenanceRequest {
+public:
+  explicit CStringPoolMaintenance(std::uint64_t now) : m_lastRun(now), m_lastResult(false) {}
+  qefWChar const * GetName() override { return u"CStringPoolMaintenance"; }
+  std::uint64_t GetNextDueTime() override {
+    return m_lastRun.load() +
+           (m_lastResult.load() ? g_completedInterval.load() : g_interruptedInterval.load());
+  }
+  void Run() override {
+    m_lastResult.store(CStringPool::Collect(10));
+    m_lastRun.store(Core::OS::GetTimeNow());
+  }
+  std::int32_t GetPriority() override { return m_lastResult.load() ? -2 : 0; }
+
+private:
+  std::atomic<std::uint64_t> m_lastRun;
+  std::atomic<bool> m_lastResult;
+};
+
+// The pool state, built on first use (at library load at the latest) so that interning works
+// from the static initialisation of any part of the library or its host.
+// Drops every entry it is shown.
+class _cDropAll final : public Lookup::IBaseHashTableEnum {
+public:
+  bool OnEntry(std::uint64_t, CPObjectMemory const &) override { return false; }
+};
+
+// The pool state, built on first use (at library load at the latest) so that interning works
+// from the static initialisation of any part of the library or its host.
+struct _tagPool {
+  _tagPool() : records(&groups) {
+    // Both slot indexes are made now, with the tables, rather than by the first interning.
+    CPObjectMemory const seed = _cRecordAccess::Wrap(&CPPoolString::_sEmpty.header);
+    _cDropAll drop;
+    records.AddItem(0, seed, Lookup::eHashKeepEqual);
+    records.PurgeTable(&drop);
+    groups.AddItem(0, seed, Lookup::eHashKeepEqual);
+    groups.PurgeTable(&drop);
+  }
+
+  Threading::CPCriticalSection lock;
+  CCaseInsensitiveHash groups;
+  CCaseSensitiveHash records; // destroyed first: its diagnosis sees the groups intact
+  Threading::CPInterfaceObject<CStringPoolMaintenance> request;
+};
+
+_tagPool & _pool() {
+  static _tagPool pool;
+  return pool;
+}
+
+_tagPool & g_poolAtLoad = _pool();
+
+// Holds the pool lock for a scope.
+class _cPoolLock {
+public:
+  explicit _cPoolLock(_tagPool & pool) : m_lock(pool.lock) { m_lock.Enter(); }
+  ~_cPoolLock() { m_lock.Leave(); }
+  _cPoolLock(_cPoolLock const &) = delete;
+  _cPoolLock & operator=(_cPoolLock const &) = delete;
+
+private:
+  Threading::CPCriticalSection & m_lock;
+};
+
+} // namespace
+} // namespace VORX::String
+
+namespace VORX::String {
+namespace {
+
+// A handle on one of the static records (never counted).
+CPPoolString _static(tagPOOLSTRINGSTATIC & s) {
+  return _cRecordAccess::Adopt(_cRecordAccess::Wrap(&s.header));
+}
+
+// A record on the stack around the caller's measure and first characters, to look the text up
+// without copying it. Not counted: handles to it never free it.
+struct _tagRecordProbe {
+  _tagRecordProbe(_tagMeasure const & m, qefWChar const * head)
+      : header{0, sizeof(tagPOOLSTRING), sizeof(tagPOOLSTRING), &CPPoolString::_vtbl},
+        record{0, m.length, m.utf8Size, m.sHash, m.sHashi, head, nullptr} {}
+  CPObjectMemory Handle() { return _cRecordAccess::Wrap(&header); }
+
+  tagCPOMEMHEADER header;
+  tagPOOLSTRING record;
+};
+static_assert(offsetof(_tagRecordProbe, record) == sizeof(tagCPOMEMHEADER));
+
+// A text to intern: its measure, its first characters for the table comparisons (at least
+// min(length, 10) units), and how its `length` units are written into a new record.
+struct _tagSource {
+  _tagMeasure m;
+  qefWChar const * head;
+  void const * text;
+  void (*write)(void const * text, qefWChar * out, std::uint64_t length);
+};
+
+void _writeUnits(void const * text, qefWChar * out, std::uint64_t length) {
+  std::memcpy(out, text, length * sizeof(qefWChar));
+}
+
+// UTF-8 re-encoded as wide units (code points from 0x10000 as pairs, see `qefW32_qefW`).
+void _writeUTF8(void const * text, qefWChar * out, std::uint64_t length) {
+  unsigned char const * p = static_cast<unsigned char const *>(text);
+  qefWChar * q = out;
+  while (static_cast<std::uint64_t>(q - out) < length && utf8_qefW(q, p)) {
+  }
+}
+
+// Adds a new record (count 1, not yet shared) to both tables; the lock is held. The record
+// joins its case-insensitive group first, so a failure leaves both tables as they were.
+CPPoolString _insert(_tagPool & pool, CPObjectMemory && record) {
+  tagPOOLSTRING const * r = _rec(record);
+  _tagGroupProbe probe(record);
+  CPObjectMemory const found = pool.groups.FindItem(r->sHashi, probe.Handle());
+  CPOMVector group(found);
+  std::size_t appendedAt = kNotFound;
+  if (found) {
+    appendedAt = group.GetNItems();
+    if (!group.Insert(record, appendedAt)) {
+      return CPPoolString();
+    }
+    // A vector that had to grow is a new block: the table must hold it instead.
+    if (group != found &&
+        pool.groups.AddItem(r->sHashi, group, Lookup::eHashReplaceEqual) != group) {
+      return CPPoolString();
+    }
+  } else {
+    if (!group.Insert(record, 0)) {
+      return CPPoolString();
+    }
+    if (pool.groups.AddItem(r->sHashi, group, Lookup::eHashKeepEqual) != group) {
+      return CPPoolString();
+    }
+  }
+  CPObjectMemory stored = pool.records.AddItem(r->sHash, record, Lookup::eHashKeepEqual);
+  if (stored != record) {
+    if (appendedAt != kNotFound) {
+      group.Delete(appendedAt, false);
+    } else {
+      pool.groups.DeleteItem(r->sHashi, group);
+    }
+    return stored ? _cRecordAccess::Adopt(std::move(stored)) : CPPoolString();
+  }
+  return _cRecordAccess::Adopt(std::move(record));
+}
+
+// Looks `src` up exactly or ignoring case; creates it when asked and absent.
+CPPoolString _lookup(_tagSource const & src, bool create, bool ignoreCase) {
+  _tagPool & pool = _pool();
+  _tagRecordProbe probe(src.m, src.head);
+  CPObjectMemory const probeHandle = probe.Handle();
+  {
+    _cPoolLock lock(pool);
+    if (ignoreCase) {
+      _tagGroupProbe groupProbe(probeHandle);
+      CPOMVector const group(pool.groups.FindItem(src.m.sHashi, groupProbe.Handle()));
+      for (std::size_t i = 0; i < group.GetNItems(); ++i) {
+        if (_compareIgnoringCase(_rec(group[i]), &probe.record) == 0) {
+          return _cRecordAccess::Adopt(CPObjectMemory(group[i]));
+        }
+      }
+    } else {
+      CPObjectMemory found = pool.records.FindItem(src.m.sHash, probeHandle);
+      if (found) {
+        return _cRecordAccess::Adopt(std::move(found));
+      }
+    }
+  }
+  if (!create) {
+    return CPPoolString();
+  }
+  if (src.m.length == 0) {
+    Develop::OS::RTABox("Illegal code point reached",
+                        "_cppoolstring::create: String length cannot be 0");
+    return CPPoolString();
+  }
+  // The record is built outside the lock; the insertion looks again under it.
+  CPObjectMemory record = _cRecordAccess::NewRecord(src.m.length);
+  if (!record) {
+    return CPPoolString();
+  }
+  tagPOOLSTRING * r = _cRecordAccess::Record(record);
+  r->length = src.m.length;
+  r->utf8Size = src.m.utf8Size;
+  r->sHash = src.m.sHash;
+  r->sHashi = src.m.sHashi;
+  qefWChar * text = _recordText(r);
+  src.write(src.text, text, src.m.length);
+  text[src.m.length] = 0;
+  _cPoolLock lock(pool);
+  if (!ignoreCase) {
+    CPObjectMemory found = pool.records.FindItem(src.m.sHash, record);
+    if (found) {
+      return _cRecordAccess::Adopt(std::move(found));
+    }
+  } else {
+    _tagGroupProbe groupProbe(record);
+    CPOMVector const group(pool.groups.FindItem(src.m.sHashi, groupProbe.Handle()));
+    if (group.GetNItems() > 0) {
+      return _cRecordAccess::Adopt(CPObjectMemory(group[0]));
+    }
+  }
+  return _insert(pool, std::move(record));
+}
+
+CPPoolString _wide(qefWChar const * text, std::uint64_t n, bool create, bool ignoreCase) {
+  if (!text) {
+    return CPPoolString();
+  }
+  if (n == 0 || text[0] == 0) {
+    return _static(CPPoolString::_sEmpty);
+  }
+  _tagSource src{{}, text, text, &_writeUnits};
+  std::uint64_t units = 0;
+  if (!_measureWide(text, n, src.m, units)) {
+    return CPPoolString();
+  }
+  return _lookup(src, create, ignoreCase);
+}
+
+CPPoolString _utf8(unsigned char const * text, std::uint64_t n, bool create, bool ignoreCase) {
+  if (!text) {
+    return CPPoolString();
+  }
+  if (n == 0 || text[0] == 0) {
+    return _static(CPPoolString::_sEmpty);
+  }
+  _tagSource src{{}, nullptr, text, &_writeUTF8};
+  std::uint64_t bytes = 0;
+  if (!_measureUTF8(text, n, src.m, bytes)) {
+    return CPPoolString();
+  }
+  // The first characters as wide units, for the comparisons (a pair may spill one unit over).
+  qefWChar head[kCompareUnits + 2] = {};
+  _writeUTF8(text, head, std::min(src.m.length, kCompareUnits));
+  src.head = head;
+  return _lookup(src, create, ignoreCase);
+}
+
+} // namespace
+
+CPPoolString CStringPool::GetStringRef(qefWChar const * text) {
+  return _wide(text, kAllOnes, true, false);
+}
+CPPoolString CStringPool::GetStringRef(unsigned char const * utf8) {
+  return _utf8(utf8, kAllOnes, true, false);
+}
+CPPoolString CStringPool::GetStringRefn(qefWChar const * text, std::uint64_t n) {
+  return _wide(text, n, true, false);
+}
+CPPoolString CStringPool::GetStringRefn(unsigned char const * utf8, std::uint64_t n) {
+  return _utf8(utf8, n, true, false);
+}
+CPPoolString CStringPool::GetStringRefi(qefWChar const * text) {
+  return _wide(text, kAllOnes, true, true);
+}
+CPPoolString CStringPool::GetStringRefi(unsigned char const * utf8) {
+  return _utf8(utf8, kAllOnes, true, true);
+}
+CPPoolString CStringPool::GetStringRefni(qefWChar const * text, std::uint64_t n) {
+  return _wide(text, n, true, true);
+}
+CPPoolString CStringPool::GetStringRefni(unsigned char const * utf8, std::uint64_t n) {
+  return _utf8(utf8, n, true, true);
+}
+CPPoolString CStringPool::QueryStringRef(qefWChar const * text) {
+  return _wide(text, kAllOnes, false, false);
+}
+CPPoolString CStringPool::QueryStringRef(unsigned char const * utf8) {
+  return _utf8(utf8, kAllOnes, false, false);
+}
+CPPoolString CStringPool::QueryStringRefn(qefWChar const * text, std::uint64_t n) {
+  return _wide(text, n, false, false);
+}
+CPPoolString CStringPool::QueryStringRefn(unsigned char const * utf8, std::uint64_t n) {
+  return _utf8(utf8, n, false, false);
+}
+CPPoolString CStringPool::QueryStringRefi(qefWChar const * text) {
+  return _wide(text, kAllOnes, false, true);
+}
+CPPoolString CStringPool::QueryStringRefi(unsigned char const * utf8) {
+  return _utf8(utf8, kAllOnes, false, true);
+}
+CPPoolString CStringPool::QueryStringRefni(qefWChar const * text, std::uint64_t n) {
+  return _wide(text, n, false, true);
+}
+CPPoolString CStringPool::QueryStringRefni(unsigned char const * utf8, std::uint64_t n) {
+  return _utf8(utf8, n, false, true);
+}
+
+CPPoolString CStringPool::GetStringRefn(std::uint16_t const * units, std::uint64_t n) {
+  if (!units) {
+    return CPPoolString();
+  }
+  if (n == 0 || units[0] == 0) {
+    return _static(CPPoolString::_sEmpty);
+  }
+  _tagSource src{{}, nullptr, units, &_writeUnits};
+  std::uint64_t read = 0;
+  if (!_measureUnits(units, n, src.m, read)) {
+    return CPPoolString();
+  }
+  qefWChar head[kCompareUnits + 1] = {};
+  std::memcpy(head, units, std::min(src.m.length, kCompareUnits) * sizeof(qefWChar));
+  src.head = head;
+  return _lookup(src, true, false);
+}
+
+CPPoolString CStringPool::GetStringRef(IStringSubmitter * submitter) {
+  if (!submitter) {
+    return CPPoolString();
+  }
+  std::uint64_t const submitted = submitter->GetStringLen();
+  if (submitted == 0) {
+    Develop::OS::RTABox("Illegal code point reached",
+                        "_cppoolstring::create [submitter]: String length cannot be 0");
+    return CPPoolString();
+  }
+  CPObjectMemory record = _cRecordAccess::NewRecord(submitted);
+  if (!record) {
+    return CPPoolString();
+  }
+  tagPOOLSTRING * r = _cRecordAccess::Record(record);
+  qefWChar * text = _recordText(r);
+  text[submitted] = 0;
+  if (!submitter->GetString(text)) {
+    return CPPoolString();
+  }
+  text[submitted] = 0;
+  _tagMeasure m;
+  std::uint64_t units = 0;
+  if (!_measureWide(text, submitted, m, units)) {
+    return CPPoolString();
+  }
+  if (m.length == 0) {
+    return _static(CPPoolString::_sEmpty);
+  }
+  r->length = m.length;
+  r->utf8Size = m.utf8Size;
+  r->sHash = m.sHash;
+  r->sHashi = m.sHashi;
+  // A text with surrogate pairs keeps as many units as it has characters.
+  text[m.length] = 0;
+  _cRecordAccess::SetRecordSize(record, m.length);
+  _tagPool & pool = _pool();
+  _cPoolLock lock(pool);
+  CPObjectMemory found = pool.records.FindItem(m.sHash, record);
+  if (found) {
+    return _cRecordAccess::Adopt(std::move(found));
+  }
+  return _insert(pool, std::move(record));
+}
+
+bool CStringPool::AppInit() {
+  _tagPool & pool = _pool();
+  if (pool.request) {
+    return false;
+  }
+  if (!pool.request.Create(Core::OS::GetTimeNow())) {
+    return false;
+  }
+  if (!Threading::_RegisterMaintenance(pool.request)) {
+    pool.request.free();
+    return false;
+  }
+  return true;
+}
+
+void CStringPool::AppExit() {
+  _tagPool & pool = _pool();
+  if (pool.request && Threading::_UnregisterMaintenance(pool.request)) {
+    pool.request.free();
+  }
+}
+
+bool CStringPool::Collect(std::uint32_t timeLimit) {
+  if (Threading::CurrentThread::OS::GetThreadPriority() != Threading::eThreadPriorityNormal) {
+    return false;
+  }
+  _tagPool & pool = _pool();
+  _cPoolLock lock(pool);
+  try {
+    return pool.records.DisposeTable(timeLimit);
+  } catch (...) {
+    return false;
+  }
+}
+
+bool CStringPool::Verify() {
+  _tagPool & pool = _pool();
+  _cPoolLock lock(pool);
+  CEnumVerify verify;
+  // A table without slots has nothing to check.
+  return pool.records.EnumTableBy(&verify, 0, false) || pool.records.GetNItems() == 0;
+}
+
+std::uint64_t CStringPool::GetSize() {
+  _tagPool & pool = _pool();
+  _cPoolLock lock(pool);
+  CEnumForSize size;
+  pool.records.EnumTableBy(&size, 0, false);
+  return size.total;
+}
+
+std::uint64_t CStringPool::GetNItems() {
+  _tagPool & pool = _pool();
+  _cPoolLock lock(pool);
+  return pool.records.GetNItems();
+}
+
+std::uint64_t CStringPool::GetNGroups() {
+  _tagPool & pool = _pool();
+  _cPoolLock lock(pool);
+  return pool.groups.GetNItems();
+}
+
+void CStringPool::_SetMaintenanceIntervals(std::uint32_t completedMs, std::uint32_t interruptedMs) {
+  g_completedInterval.store(completedMs);
+  g_interruptedInterval.store(interruptedMs);
+}
+
+} // namespace VORX::String
+
+namespace VORX::Buffers {
+template class CPObjectVector<String::CPPoolString>;
+} // namespace VORX::Buffers
