@@ -61,6 +61,7 @@ public:
   T const * Data() const { return m_data; }
   std::size_t Size() const { return m_size; }
   void Clear() { m_size = 0; }
+  // Sets the size within the reserved capacity.
   void Shrink(std::size_t size) { m_size = size; }
   T & operator[](std::size_t index) { return m_data[index]; }
   T & Back() { return m_data[m_size - 1]; }
@@ -96,6 +97,22 @@ tagASCIINAMES const & _asciiNames() {
   return names;
 }
 
+// ASCII units that stand for themselves in character data (not markup, references, "]" or a
+// carriage return, which is normalised), and in an attribute value (not white space either).
+struct tagPLAINASCII {
+  bool text[128];
+  bool value[128];
+  constexpr tagPLAINASCII() : text(), value() {
+    for (int c = 0x20; c < 128; ++c) {
+      text[c] = c != '<' && c != '&' && c != ']';
+      value[c] = text[c] && c != ' ' && c != '"' && c != '\'';
+    }
+    text[0x9] = true;
+    text[0xA] = true;
+  }
+};
+constexpr tagPLAINASCII kPlain;
+
 bool _nameStart(std::int32_t c) {
   return c >= 0 && (c < 128 ? _asciiNames().start[c] : _isXMLNameStart(std::uint32_t(c)));
 }
@@ -109,6 +126,20 @@ bool _putW(_CGrow<qefWChar> & out, std::uint32_t c) {
   }
   c -= 0x10000;
   return out.Push(qefWChar(0xD800 + (c >> 10))) && out.Push(qefWChar(0xDC00 + (c & 0x3FF)));
+}
+
+template <typename Unit>
+bool _putAscii(_CGrow<qefWChar> & out, Unit const * from, std::size_t count) {
+  std::size_t const size = out.Size();
+  if (!out.Reserve(size + count)) {
+    return false;
+  }
+  qefWChar * to = out.Data() + size;
+  for (std::size_t i = 0; i < count; ++i) {
+    to[i] = qefWChar(from[i]);
+  }
+  out.Shrink(size + count);
+  return true;
 }
 
 bool _putU(_CGrow<std::uint16_t> & out, std::uint32_t c) {
@@ -358,6 +389,10 @@ private:
   // Skips white space; true when there was some. Check `m_code` when it matters.
   bool SkipS() {
     bool any = false;
+    while (m_p < m_end && (*m_p == Unit(' ') || *m_p == Unit('\n') || *m_p == Unit('\t'))) {
+      ++m_p;
+      any = true;
+    }
     for (;;) {
       unsigned n;
       std::int32_t const c = Peek(n);
@@ -394,10 +429,21 @@ private:
       return false;
     }
     do {
-      if (!_putW(out, std::uint32_t(c))) {
-        return Fail(kXMLErrDOM);
+      Unit const * q = m_p;
+      while (q < m_end && *q < 0x80 && _asciiNames().inner[*q]) {
+        ++q;
       }
-      Advance(n);
+      if (q != m_p) {
+        if (!_putAscii(out, m_p, std::size_t(q - m_p))) {
+          return Fail(kXMLErrDOM);
+        }
+        m_p = q;
+      } else {
+        if (!_putW(out, std::uint32_t(c))) {
+          return Fail(kXMLErrDOM);
+        }
+        Advance(n);
+      }
       c = Peek(n);
     } while (_nameChar(c));
     return m_code == kXMLNoError;
@@ -630,6 +676,17 @@ private:
           continue;
         }
         return Fail(kXMLErrOpenString);
+      }
+      if (*m_p < 0x80 && kPlain.value[*m_p]) {
+        Unit const * q = m_p;
+        while (q < m_end && *q < 0x80 && kPlain.value[*q]) {
+          ++q;
+        }
+        if (!_putAscii(out, m_p, std::size_t(q - m_p))) {
+          return Fail(kXMLErrDOM);
+        }
+        m_p = q;
+        continue;
       }
       if (c == quote && Level() == base) {
         Advance(n);
@@ -1490,14 +1547,18 @@ private:
   }
 
   bool Markup(bool & root, bool & doctype) {
-    if (Starts("</")) {
+    Unit const second = m_p + 1 < m_end ? m_p[1] : Unit(0);
+    if (second == Unit('/')) {
       return EndTag();
+    }
+    if (second == Unit('?')) {
+      return PI();
+    }
+    if (second != Unit('!')) {
+      return StartTag(root);
     }
     if (Starts("<!--")) {
       return Comment();
-    }
-    if (Starts("<?")) {
-      return PI();
     }
     if (Starts("<![CDATA[")) {
       return Depth() > 0 ? CData() : Fail(kXMLErrInvalidTag);
@@ -1509,10 +1570,7 @@ private:
       doctype = true;
       return Doctype();
     }
-    if (Starts("<!")) {
-      return Fail(kXMLErrInvalidTag);
-    }
-    return StartTag(root);
+    return Fail(kXMLErrInvalidTag);
   }
 
   bool Document() {
@@ -1565,6 +1623,20 @@ private:
             return false;
           }
         }
+        continue;
+      }
+      if (*m_p < 0x80 && kPlain.text[*m_p]) {
+        Unit const * q = m_p;
+        bool significant = false;
+        while (q < m_end && *q < 0x80 && kPlain.text[*q]) {
+          significant = significant || !_isS(std::int32_t(*q));
+          ++q;
+        }
+        if (!_putAscii(m_data, m_p, std::size_t(q - m_p))) {
+          return Fail(kXMLErrDOM);
+        }
+        m_significant = m_significant || significant;
+        m_p = q;
         continue;
       }
       if (c == ']' && Starts("]]>")) {
