@@ -14,7 +14,11 @@ rm -rf "$xmlseeds"
 mkdir -p "$xmlseeds"
 for shared in ../shared ../../shared; do
   if [ -d "$shared/xmlconf/xmltest" ]; then
-    find "$shared/xmlconf/xmltest" -name '*.xml' -size -64k -exec cp {} "$xmlseeds/" \; 2>/dev/null || true
+    root="$shared/xmlconf/xmltest/"
+    find "$root" -name '*.xml' -size -64k -print0 | while IFS= read -r -d '' f; do
+      rel=${f#"$root"}
+      cp "$f" "$xmlseeds/${rel//\//_}"
+    done
     break
   fi
 done
