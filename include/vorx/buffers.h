@@ -10,7 +10,10 @@
 #include <utility>
 
 #include <vorx/base.h>
+// Only the identifier record: the rest of the component header builds on this one.
+#define VORX_QEF_RECORD_ONLY
 #include <vorx/qef.h>
+#undef VORX_QEF_RECORD_ONLY
 
 namespace VORX::Buffers {
 

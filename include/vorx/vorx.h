@@ -14,3 +14,4 @@
 #include <vorx/string.h>
 #include <vorx/threading.h>
 #include <vorx/timecode.h>
+#include <vorx/xml.h>

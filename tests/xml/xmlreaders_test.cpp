@@ -1,0 +1,298 @@
+// Typed values written into data and attributes and read back through the typed readers.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <string>
+
+#include <vorx/math.h>
+#include <vorx/string.h>
+#include <vorx/timecode.h>
+#include <vorx/xml.h>
+
+#include "support/memory_hooks.h"
+
+namespace {
+
+using VORX::Math::CRational;
+using VORX::String::CPPoolString;
+using VORX::TimeCode::timecode;
+using VORX::XML::CPXMLObject;
+using VORX::XML::CXMLValue;
+using VORX::XML::tagXMLFLAGMAP;
+
+constexpr std::uint64_t kNone = ~std::uint64_t{0};
+
+CPXMLObject Named(char16_t const * name) {
+  CPXMLObject node;
+  EXPECT_TRUE(node.SetName(name));
+  return node;
+}
+
+std::u16string Text(CPPoolString const & s) {
+  return static_cast<char16_t const *>(s);
+}
+
+// A node with `value` as the data of its child "e" and as its attribute "a".
+CPXMLObject Holding(CXMLValue const & value) {
+  CPXMLObject parent = Named(u"p");
+  EXPECT_TRUE(parent.AddTag(u"e", value));
+  EXPECT_TRUE(parent.AddAttribute(u"a", value));
+  return parent;
+}
+
+std::uint64_t Bits(double value) {
+  std::uint64_t bits = 0;
+  std::memcpy(&bits, &value, sizeof bits);
+  return bits;
+}
+
+TEST(XMLValues, DocumentedTextForms) {
+  CPXMLObject node = Named(u"n");
+  ASSERT_TRUE(node.Add(std::uint64_t{255}));
+  EXPECT_EQ(Text(node.GetData()), u"ff");
+  EXPECT_EQ(node.GetDataLUInt(7), 7u) << "the decimal reader converts nothing of ff";
+  ASSERT_TRUE(node.Set(std::uint64_t{16}));
+  EXPECT_EQ(node.GetDataLUInt(7), 10u) << "16 is written 10 and read as ten";
+  ASSERT_TRUE(node.Set(1.5));
+  EXPECT_EQ(Text(node.GetData()), u"3ff8000000000000(1.5)");
+  EXPECT_EQ(node.GetDataEDouble(0), 1.5);
+  EXPECT_EQ(node.GetDataDouble(0), 3.0) << "only the leading decimal digits count";
+  ASSERT_TRUE(node.Set(true));
+  EXPECT_EQ(Text(node.GetData()), u"true");
+  ASSERT_TRUE(node.Set(u"TRUE"));
+  EXPECT_TRUE(node.GetDataBool(false));
+  ASSERT_TRUE(node.Set(u"yes"));
+  EXPECT_TRUE(node.GetDataBool(true));
+  EXPECT_FALSE(node.GetDataBool(false));
+  ASSERT_TRUE(node.Set(CRational(-30000, 1001)));
+  EXPECT_EQ(Text(node.GetData()), u"-30000/1001");
+  ASSERT_TRUE(node.Set(u" 2 / 4"));
+  EXPECT_EQ(node.GetDataRational(CRational()), CRational(1, 2)) << "read back normalised";
+  std::uint8_t const bytes[] = {0x01, 0xAB};
+  ASSERT_TRUE(node.Set(bytes, 2));
+  EXPECT_EQ(Text(node.GetData()), u"10BA");
+  ASSERT_TRUE(node.Set(u"10 BA"));
+  std::uint8_t read[4] = {};
+  EXPECT_EQ(node.GetDataBinary(read, 4), 2u);
+  EXPECT_EQ(read[0], 0x01);
+  EXPECT_EQ(read[1], 0xAB);
+  ASSERT_TRUE(node.Set(u"10B"));
+  EXPECT_EQ(node.GetDataBinarySize(), 0u);
+  ASSERT_TRUE(node.Set(u"12abc"));
+  EXPECT_EQ(node.GetDataInt(0), 12);
+  EXPECT_EQ(node.GetDataHex(0), 0x12ABCu);
+}
+
+TEST(XMLValues, FlagsThroughAMap) {
+  tagXMLFLAGMAP const map[] = {{1, u"a"}, {2, u"b"}, {8, CPPoolString::pempty}};
+  CPXMLObject node = Named(u"n");
+  ASSERT_TRUE(node.Add(7, map, 3, u'|'));
+  EXPECT_EQ(Text(node.GetData()), u"a|b|0x00000004");
+  EXPECT_EQ(node.GetDataFlags(map, 3, u'|'), 7u);
+  ASSERT_TRUE(node.Set(u"b|0x10|b"));
+  EXPECT_EQ(node.GetDataFlags(map, 3, u'|'), 0x12u);
+  EXPECT_EQ(node.GetDataFlags(nullptr, 3, u'|'), 0u);
+  ASSERT_TRUE(node.AddAttribute(u"f", 0xFFFFFFFFu, map, 3, u','));
+  EXPECT_EQ(Text(node.FindAttribute(u"f")), u"a,b,0xfffffffc");
+  EXPECT_EQ(node.FindAttributeFlags(u"f", map, 3, u','), 0xFFFFFFFFu);
+  EXPECT_FALSE(node.AddAttribute(u"g", 0u, map, 3, u',')) << "0 gives an empty value";
+  ASSERT_TRUE(node.AddTag(u"e", 2u, map, 3, u'|'));
+  EXPECT_EQ(node.FindElementFlags(u"e", map, 3, u'|'), 2u);
+  EXPECT_EQ(node.FindElementFlags(u"none", map, 3, u'|'), 0u);
+}
+
+TEST(XMLValues, IndexLists) {
+  CPXMLObject node = Named(u"n");
+  ASSERT_TRUE(node.AddAttribute(u"y", u"y") && node.AddAttribute(u"w", u"w"));
+  EXPECT_EQ(node.FindAttributeIndex(u"y", u"x|y|z", u'|'), 1u);
+  EXPECT_EQ(node.FindAttributeIndex(u"w", u"x|y|z", u'|'), kNone);
+  EXPECT_EQ(node.FindAttributeIndex(u"absent", u"x|y|z", u'|'), kNone);
+  ASSERT_TRUE(node.AddTag(u"e", u"z"));
+  EXPECT_EQ(node.FindElementIndex(u"e", u"x|y|z", u'|'), 2u);
+  EXPECT_EQ(node.GetDataIndex(u"x|y|z", u'|'), kNone) << "no data";
+  CPXMLObject data = Named(u"d");
+  ASSERT_TRUE(data.Add(u"x"));
+  EXPECT_EQ(data.GetDataIndex(u"x|y|z", u'|'), 0u);
+}
+
+TEST(XMLValues, NumberReadersNeedDataWithoutChildren) {
+  CPXMLObject node = Named(u"n");
+  ASSERT_TRUE(node.Add(u"42"));
+  ASSERT_TRUE(node.AddTag(u"c"));
+  EXPECT_EQ(node.GetDataInt(-1), -1);
+  EXPECT_EQ(node.GetDataUInt(1), 1u);
+  EXPECT_EQ(node.GetDataLInt(-1), -1);
+  EXPECT_EQ(node.GetDataLUInt(1), 1u);
+  EXPECT_EQ(node.GetDataHex(1), 1u);
+  EXPECT_EQ(node.GetDataDouble(0.5), 0.5);
+  EXPECT_EQ(node.GetDataEDouble(0.5), 0.5);
+  EXPECT_EQ(node.GetDataIndex(u"42", u'|'), kNone);
+  // The text readers need only a named node with data.
+  EXPECT_EQ(node.GetDataFileTime(0), 42u);
+  EXPECT_EQ(node.GetDataRational(CRational(5, 7)), CRational(5, 7)) << "one number is not enough";
+  ASSERT_TRUE(node.DeleteElements());
+  EXPECT_EQ(node.GetDataInt(-1), 42);
+}
+
+TEST(XMLValues, IntegerReadersOnElementsAndAttributes) {
+  // Each scan reads as strtoll or strtoull would and keeps the low bits of its size.
+  struct {
+    char16_t const * text;
+    std::int32_t i;
+    std::uint32_t u;
+    std::int64_t l;
+    std::uint64_t lu;
+  } const rows[] = {
+      {u"0", 0, 0, 0, 0},
+      {u"-1", -1, 0xFFFFFFFFu, -1, ~std::uint64_t{0}},
+      {u"4294967295", -1, 0xFFFFFFFFu, 4294967295, 4294967295u},
+      {u"18446744073709551615", -1, 0xFFFFFFFFu, std::numeric_limits<std::int64_t>::max(),
+       ~std::uint64_t{0}},
+      {u"-9223372036854775808", 0, 0, std::numeric_limits<std::int64_t>::min(),
+       std::uint64_t{1} << 63},
+      {u"12abc", 12, 12, 12, 12},
+  };
+  for (auto const & row : rows) {
+    CPXMLObject parent = Holding(row.text);
+    EXPECT_EQ(parent.FindElementInt(u"e", 7), row.i);
+    EXPECT_EQ(parent.FindAttributeInt(u"a", 7), row.i);
+    EXPECT_EQ(parent.FindElementUInt(u"e", 7), row.u);
+    EXPECT_EQ(parent.FindAttributeUInt(u"a", 7), row.u);
+    EXPECT_EQ(parent.FindElementLInt(u"e", 7), row.l);
+    EXPECT_EQ(parent.FindAttributeLInt(u"a", 7), row.l);
+    EXPECT_EQ(parent.FindElementLUInt(u"e", 7), row.lu);
+    EXPECT_EQ(parent.FindAttributeLUInt(u"a", 7), row.lu);
+    EXPECT_EQ(parent.FindElementFileTime(u"e", 7), row.lu);
+    EXPECT_EQ(parent.FindAttributeFileTime(u"a", 7), row.lu);
+  }
+  CPXMLObject parent = Holding(u"x1");
+  EXPECT_EQ(parent.FindAttributeInt(u"a", 7), 7);
+  EXPECT_EQ(parent.FindElementUInt(u"e", 7), 7u);
+  EXPECT_EQ(parent.FindAttributeHex(u"a", 7), 7u);
+  EXPECT_EQ(parent.FindElementHex(u"e", 7), 7u);
+  EXPECT_EQ(parent.FindAttributeInt(u"none", 7), 7);
+  EXPECT_EQ(parent.FindElementLInt(u"none", 7), 7);
+  CPXMLObject hex = Holding(u"fFfFfFfF");
+  EXPECT_EQ(hex.FindElementHex(u"e", 7), 0xFFFFFFFFu);
+  EXPECT_EQ(hex.FindAttributeHex(u"a", 7), 0xFFFFFFFFu);
+}
+
+TEST(XMLValues, DoublesRoundTripThroughTheirBits) {
+  double const values[] = {0.0,
+                           -0.0,
+                           1.5,
+                           -1.0 / 3.0,
+                           std::numeric_limits<double>::max(),
+                           std::numeric_limits<double>::lowest(),
+                           std::numeric_limits<double>::denorm_min(),
+                           std::numeric_limits<double>::infinity(),
+                           -std::numeric_limits<double>::infinity(),
+                           std::numeric_limits<double>::quiet_NaN(),
+                           -std::numeric_limits<double>::quiet_NaN()};
+  for (double value : values) {
+    CPXMLObject parent = Holding(value);
+    EXPECT_EQ(Bits(parent.FindElementEDouble(u"e", 7.0)), Bits(value));
+    EXPECT_EQ(Bits(parent.FindAttributeEDouble(u"a", 7.0)), Bits(value));
+  }
+  CPXMLObject parent = Holding(u"2.5e3");
+  EXPECT_EQ(parent.FindElementDouble(u"e", 0), 2500.0);
+  EXPECT_EQ(parent.FindAttributeDouble(u"a", 0), 2500.0);
+  EXPECT_EQ(parent.FindAttributeDouble(u"none", 0.25), 0.25);
+}
+
+TEST(XMLValues, RationalsBoolsAndTimecodesRoundTrip) {
+  CRational const rationals[] = {
+      CRational(),     CRational(30000, 1001),    CRational(-3, 4),
+      CRational(1, 0), CRational(-0x3FFFFFFF, 1), CRational(-0x3FFFFFFF, 0x3FFFFFFE)};
+  for (CRational const & value : rationals) {
+    CPXMLObject parent = Holding(value);
+    EXPECT_EQ(parent.FindElementRational(u"e", CRational(5, 7)), value);
+    EXPECT_EQ(parent.FindAttributeRational(u"a", CRational(5, 7)), value);
+  }
+  for (bool value : {false, true}) {
+    CPXMLObject parent = Holding(value);
+    EXPECT_EQ(parent.FindElementBool(u"e", !value), value);
+    EXPECT_EQ(parent.FindAttributeBool(u"a", !value), value);
+  }
+  timecode const timecodes[] = {
+      timecode(),
+      timecode(std::int64_t{0}, VORX::TimeCode::TC_PAL),
+      timecode(10, 0, 0, 0, VORX::TimeCode::TC_PAL),
+      timecode(23, 59, 59, 29, VORX::TimeCode::TC_NTSC_DF),
+      timecode(1, 2, 3, 4, VORX::TimeCode::TC_HD60),
+  };
+  for (timecode const & value : timecodes) {
+    CPXMLObject parent = Holding(value);
+    EXPECT_TRUE(parent.FindElementTimecode(u"e", timecode(std::int64_t{5}, 0)) == value);
+    EXPECT_TRUE(parent.FindAttributeTimecode(u"a", timecode(std::int64_t{5}, 0)) == value);
+  }
+  CPXMLObject parent = Named(u"p");
+  timecode const fallback(std::int64_t{5}, 0);
+  EXPECT_TRUE(parent.FindElementTimecode(u"none", fallback) == fallback);
+  EXPECT_TRUE(parent.GetDataTimecode(fallback) == fallback);
+}
+
+TEST(XMLValues, IdentifiersRoundTripThroughTheirTextForm) {
+  using VORX::QEF::cqefuid;
+  _qefUID const ones{0xFFFFFFFFu, 0xFFFFu, 0xFFFFu, {255, 255, 255, 255, 255, 255, 255, 255}};
+  _qefUID const some{
+      0x0123ABCDu, 0x4567u, 0x89EFu, {0x01, 0x23, 0x45, 0x67, 0x89, 0xAB, 0xCD, 0xEF}};
+  struct {
+    _qefUID id;
+    char16_t const * text;
+  } const rows[] = {
+      {_qefUID{}, u"00000000-0000-0000-0000-000000000000"},
+      {ones, u"FFFFFFFF-FFFF-FFFF-FFFF-FFFFFFFFFFFF"},
+      {some, u"0123ABCD-4567-89EF-0123-456789ABCDEF"},
+  };
+  cqefuid const fallback(some);
+  for (auto const & row : rows) {
+    CPXMLObject parent = Holding(row.id);
+    EXPECT_EQ(Text(parent.FindElementData(u"e")), row.text);
+    EXPECT_TRUE(parent.FindElementGUID(u"e", fallback) == row.id);
+    EXPECT_TRUE(parent.FindAttributeGUID(u"a", fallback) == row.id);
+    CPXMLObject wrapped = Holding(cqefuid(row.id));
+    EXPECT_TRUE(wrapped.FindElementGUID(u"e", fallback) == row.id);
+  }
+  CPXMLObject node = Named(u"n");
+  EXPECT_TRUE(node.GetDataGUID(fallback) == fallback) << "no data";
+  ASSERT_TRUE(node.Add(u"x-y-z-w-v"));
+  EXPECT_TRUE(node.GetDataGUID(fallback) == fallback) << "four dashes, groups unreadable";
+}
+
+TEST(XMLValues, BinaryRoundTrips) {
+  std::uint8_t all[256];
+  for (int i = 0; i < 256; ++i) {
+    all[i] = static_cast<std::uint8_t>(255 - i);
+  }
+  CPXMLObject parent = Holding(CXMLValue(all, sizeof all));
+  CPXMLObject const * e = parent.FindNextElement(u"e");
+  ASSERT_NE(e, nullptr);
+  EXPECT_EQ(e->GetDataBinarySize(), 256u);
+  std::uint8_t read[256] = {};
+  EXPECT_EQ(e->GetDataBinary(read, sizeof read), 256u);
+  EXPECT_EQ(std::memcmp(read, all, sizeof all), 0);
+  EXPECT_EQ(e->GetDataBinary(read, 3), 3u);
+  // An empty buffer writes nothing: no data, nothing to read.
+  CPXMLObject empty = Named(u"n");
+  EXPECT_TRUE(empty.Add(all, 0));
+  EXPECT_EQ(empty.GetState(), 0u);
+  EXPECT_EQ(empty.GetDataBinarySize(), 0u);
+  EXPECT_EQ(empty.GetDataBinary(read, 4), 0u);
+  EXPECT_FALSE(empty.AddAttribute(u"b", all, 0));
+}
+
+TEST(XMLValues, WritersFailWhenTheTextCannotBeMade) {
+  CPXMLObject node = Named(u"n");
+  std::uint8_t const bytes[] = {1, 2, 3};
+  vorx::test::AllocationFailure fail;
+  EXPECT_FALSE(node.Add(bytes, 3));
+  EXPECT_FALSE(node.AddAttribute(u"b", bytes, 3));
+  EXPECT_EQ(node.AddTag(u"b", bytes, 3).sIndex(), kNone);
+  EXPECT_EQ(node.GetState(), 0u);
+}
+
+} // namespace
