@@ -272,7 +272,8 @@ TEST(XmlReader, FailedAllocationsAndRefusingSinksGiveDOMErrorWithoutLeaks) {
     EXPECT_EQ(vorx::test::LiveBlocks(), before);
   }
   EXPECT_TRUE(completed);
-  // Eleven calls: a, two attributes, b, its attribute, its data, its end, c, its data, its end, a's end.
+  // Eleven calls: a, two attributes, b, its attribute, its data, its end, c, its data, its end, a's
+  // end.
   for (int calls = 0; calls < 11; ++calls) {
     RefusingSink sink(calls);
     EXPECT_EQ(Read8(text, sink).code, kXMLErrDOM) << calls;
