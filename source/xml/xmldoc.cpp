@@ -244,10 +244,11 @@ void _buildReport(qefWChar const * text, std::size_t length, std::uint32_t code,
   }
 }
 
-// UTF-8 as 16-bit units, counted as the reader counts positions: bytes that do not decode give
-// U+FFFD per lead byte (two units for a four-byte lead), continuation bytes nothing.
+// UTF-8 as 16-bit units (at most two per byte), counted as the reader counts positions: bytes
+// that do not decode give U+FFFD per lead byte (two units for a four-byte lead), continuation
+// bytes nothing.
 qefWChar * _wideForReport(unsigned char const * text, std::size_t length, std::size_t & units) {
-  auto * wide = static_cast<qefWChar *>(Core::OS::_falloc((length + 1) * sizeof(qefWChar)));
+  auto * wide = static_cast<qefWChar *>(Core::OS::_falloc((2 * length + 1) * sizeof(qefWChar)));
   units = 0;
   if (wide == nullptr) {
     return nullptr;
@@ -391,8 +392,8 @@ bool CXMLDoc::OpenDocText(unsigned char const * text) {
   if (!String::utf8_qefW32(&first, probe)) {
     m_errorCode = kXMLErrBadEncoding;
     _setErrorText(u"Offset: 0, Illegal UTF8 character");
-    Develop::_logWrite(qefDL_Warning, u"VORX", "xmldoc", __LINE__,
-                       u"XML parsing error %ls", u"Offset: 0, Illegal UTF8 character");
+    Develop::_logWrite(qefDL_Warning, u"VORX", "xmldoc", __LINE__, u"XML parsing error %ls",
+                       u"Offset: 0, Illegal UTF8 character");
     return false;
   }
   _CXMLTreeBuilder builder;
