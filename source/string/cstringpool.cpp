@@ -35,6 +35,9 @@ constexpr std::uint64_t kCompareUnits = 10;
 
 constexpr std::size_t kChunk = 64;
 
+// UTF-8 texts of ASCII alone up to this many bytes are widened on the stack and hashed there.
+constexpr std::size_t kShortUTF8 = 128;
+
 // The lower case of the ASCII characters.
 constexpr auto kAsciiLower = [] {
   std::array<qefWChar, 128> table{};
@@ -105,9 +108,51 @@ private:
   bool m_changed = false;
 };
 
-// 16-bit text: runs without surrogates are hashed where they lie, pairs one at a time.
+// Both hashes of `length` ASCII units; `upper` says whether any is an upper-case letter (else
+// the lowered text is the text, and so is its hash).
+template <class U> void _hashAscii(U const * p, std::uint64_t length, bool upper, _tagMeasure & m) {
+  Buffers::CMachineCRC const & crc = Buffers::_crc64();
+  m.length = length;
+  m.utf8Size = length;
+  m.sHash = crc.Eval(p, length * sizeof(U), 0);
+  if (!upper) {
+    m.sHashi = m.sHash;
+    return;
+  }
+  qefWChar lower[kChunk];
+  std::uint64_t h = 0;
+  for (std::uint64_t at = 0; at < length; at += kChunk) {
+    std::size_t const k = static_cast<std::size_t>(std::min<std::uint64_t>(kChunk, length - at));
+    for (std::size_t j = 0; j < k; ++j) {
+      lower[j] = kAsciiLower[p[at + j]];
+    }
+    h = crc.Eval(lower, k * sizeof(qefWChar), h);
+  }
+  m.sHashi = h;
+}
+
+// 16-bit text: a text of ASCII alone is hashed where it lies in one piece; otherwise runs
+// without surrogates are hashed where they lie, pairs one at a time.
 template <class U>
 bool _measure16(U const * p, std::uint64_t n, _tagMeasure & m, std::uint64_t & units) {
+  {
+    std::uint64_t i = 0;
+    unsigned seen = 0;
+    bool upper = false;
+    for (; i < n; ++i) {
+      unsigned const c = p[i];
+      if (c == 0) {
+        break;
+      }
+      seen |= c;
+      upper |= c - u'A' < 26u;
+    }
+    if (seen < 0x80) {
+      _hashAscii(p, i, upper, m);
+      units = i;
+      return true;
+    }
+  }
   _cHashes h;
   qefWChar lower[kChunk];
   std::uint64_t i = 0;
@@ -346,6 +391,26 @@ int _compareIgnoringCase(tagPOOLSTRING const * a, tagPOOLSTRING const * b) {
   return 0;
 }
 
+// Whether the first `n` units of two texts agree, four at a time.
+inline bool _sameUnits(qefWChar const * a, qefWChar const * b, std::uint64_t n) {
+  std::uint64_t i = 0;
+  for (; i + 4 <= n; i += 4) {
+    std::uint64_t x;
+    std::uint64_t y;
+    std::memcpy(&x, a + i, sizeof x);
+    std::memcpy(&y, b + i, sizeof y);
+    if (x != y) {
+      return false;
+    }
+  }
+  for (; i < n; ++i) {
+    if (a[i] != b[i]) {
+      return false;
+    }
+  }
+  return true;
+}
+
 // The case-insensitive index: key sHashi, item a vector of the records equal ignoring case, in
 // order of creation; each element holds one reference.
 class CCaseInsensitiveHash final : public Lookup::CBaseHashTable {
@@ -415,6 +480,9 @@ protected:
     }
     // Only the first ten characters: equal length and both hashes are trusted for the rest.
     std::uint64_t const n = std::min(ra->length, kCompareUnits);
+    if (_sameUnits(ra->text, rb->text, n)) {
+      return 0;
+    }
     for (std::uint64_t i = 0; i < n; ++i) {
       qefWChar const x = ra->text[i];
       qefWChar const y = rb->text[i];
@@ -760,6 +828,26 @@ CPPoolString _utf8(unsigned char const * text, std::uint64_t n, bool create, boo
     return _static(CPPoolString::_sEmpty);
   }
   _tagSource src{{}, nullptr, text, &_writeUTF8};
+  // A short text of ASCII alone is widened here once and hashed in one piece.
+  qefWChar wide[kShortUTF8];
+  std::uint64_t const limit = std::min<std::uint64_t>(n, kShortUTF8);
+  std::uint64_t i = 0;
+  unsigned seen = 0;
+  bool upper = false;
+  for (; i < limit; ++i) {
+    unsigned const c = text[i];
+    if (c == 0) {
+      break;
+    }
+    seen |= c;
+    upper |= c - 'A' < 26u;
+    wide[i] = static_cast<qefWChar>(c);
+  }
+  if (seen < 0x80 && (i < limit || i == n)) {
+    _hashAscii(wide, i, upper, src.m);
+    src.head = wide;
+    return _lookup(src, create, ignoreCase);
+  }
   std::uint64_t bytes = 0;
   if (!_measureUTF8(text, n, src.m, bytes)) {
     return CPPoolString();

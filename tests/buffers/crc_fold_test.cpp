@@ -98,3 +98,27 @@ TEST(MachineCRCFold, ContinuesAcrossPiecesOfAnySize) {
   }
   EXPECT_EQ(pieces, whole);
 }
+
+// Short data (a pooled text's few dozen bytes) folds one 16-byte block at a time from 32 bytes
+// and ends in one step for its last one to seven bytes: every length, start and continuation.
+TEST(MachineCRCFold, ShortDataOfEveryLengthAgreesWithTableAndDefinition) {
+  std::mt19937_64 rng(16);
+  std::vector<unsigned char> buffer(256);
+  for (auto & b : buffer) {
+    b = static_cast<unsigned char>(rng());
+  }
+  for (std::uint64_t poly : kPolys) {
+    CMachineCRC const crc(64, poly);
+    for (std::size_t length = 0; length <= 160; ++length) {
+      for (std::size_t start : {0, 1, 3, 8}) {
+        std::uint64_t const initial = length % 2 == 0 ? 0 : rng();
+        unsigned char const * p = buffer.data() + start;
+        std::uint64_t const expected = Bitwise(poly, p, length, initial);
+        ASSERT_EQ(crc.Eval(p, length, initial), expected)
+            << std::hex << "poly " << poly << std::dec << " length " << length << " at " << start;
+        ASSERT_EQ(TablePath(crc, p, length, initial), expected)
+            << std::hex << "poly " << poly << std::dec << " length " << length << " at " << start;
+      }
+    }
+  }
+}

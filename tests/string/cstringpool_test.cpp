@@ -157,6 +157,40 @@ TEST(StringPool, MeasuresCharactersWithThePairRuleAndUTF8Apart) {
   EXPECT_TRUE(CStringPool::GetStringRefn(U8("ab\xC3\xA9"), 3) == CPPoolString(u"ab"));
 }
 
+// Texts of ASCII alone take shorter ways (hashed where they lie; UTF-8 widened on the stack up
+// to a bound); every length around the CRC's 8-, 16-, 32- and 64-byte steps and the UTF-8 bound
+// must hash as the definition and give one record from every source.
+TEST(StringPool, AsciiTextsOfEveryLengthHashAsTheDefinitionFromEverySource) {
+  for (std::size_t length = 1; length <= 200; ++length) {
+    SCOPED_TRACE(length);
+    std::u16string text;
+    std::u16string lowered;
+    std::string utf8;
+    for (std::size_t i = 0; i < length; ++i) {
+      // Upper case only in some texts, so both the shared and the separate lowered hash run.
+      char const c = length % 3 == 0 && i % 4 == 1 ? static_cast<char>('A' + i % 26)
+                                                   : static_cast<char>('a' + (i * 7 + length) % 26);
+      text += static_cast<char16_t>(c);
+      lowered += static_cast<char16_t>(c >= 'A' && c <= 'Z' ? c + 32 : c);
+      utf8 += c;
+    }
+    std::vector<std::uint16_t> units(text.begin(), text.end());
+    std::u16string const longer = text + u"XYZ";
+    std::string const longerUTF8 = utf8 + "\xC3\xA9"; // a non-ASCII character past the count
+    CPPoolString const s = CStringPool::GetStringRef(text.c_str());
+    EXPECT_EQ(s.len(), length);
+    EXPECT_EQ(s.UTF8Size(), length);
+    EXPECT_EQ(s.sHash(), Crc64Bitwise(text));
+    EXPECT_EQ(s.sHashi(), Crc64Bitwise(lowered));
+    EXPECT_TRUE(CStringPool::GetStringRef(U8(utf8.c_str())) == s);
+    EXPECT_TRUE(CStringPool::GetStringRefn(U8(longerUTF8.c_str()), length) == s);
+    EXPECT_TRUE(CStringPool::GetStringRefn(longer.c_str(), length) == s);
+    EXPECT_TRUE(CStringPool::GetStringRefn(units.data(), length) == s);
+    EXPECT_TRUE(CStringPool::QueryStringRefi(lowered.c_str()) == s);
+    EXPECT_TRUE(s.Verify());
+  }
+}
+
 TEST(StringPool, TextsOfEqualHashesAndLengthAreOneRecordWhenTheirFirstTenCharactersAgree) {
   // The CRC is linear: texts whose difference is the generator polynomial (times x^15) have
   // equal hashes. Spread over five characters after a ten-character head, and made of characters
