@@ -16,6 +16,21 @@
 #include "buffers/crc64.h"
 #include "string/pool_record.h"
 
+#if defined(__x86_64__)
+#include <emmintrin.h>
+#endif
+
+// Under the sanitizers every read stays inside the text; otherwise the scan of a wide text reads
+// whole aligned 16-byte blocks, which never cross a page, as the C library's string scans do.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define VORX_POOL_EXACT_READS 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer) ||                         \
+    __has_feature(memory_sanitizer)
+#define VORX_POOL_EXACT_READS 1
+#endif
+#endif
+
 static_assert(std::endian::native == std::endian::little,
               "the hashes feed each character's low byte first, as it lies in memory");
 
@@ -131,25 +146,134 @@ template <class U> void _hashAscii(U const * p, std::uint64_t length, bool upper
   m.sHashi = h;
 }
 
+// Whether the 16-bit text (at most `n` units, up to its terminator) is ASCII alone; if so,
+// `units` receives its length and `upper` whether it has an upper-case letter.
+template <class U>
+bool _scanAscii(U const * p, std::uint64_t n, std::uint64_t & units, bool & upper) {
+#if defined(__x86_64__) && !defined(VORX_POOL_EXACT_READS)
+  std::uintptr_t const address = reinterpret_cast<std::uintptr_t>(p);
+  if ((address & 1) == 0) {
+    // Eight units per aligned block; the bytes of the first block before the text and of the
+    // last after its end are masked off.
+    unsigned char const * block =
+        reinterpret_cast<unsigned char const *>(address & ~std::uintptr_t{15});
+    std::int64_t at = -static_cast<std::int64_t>(address & 15); // of the block, from the text
+    std::int64_t const end =
+        static_cast<std::int64_t>(std::min<std::uint64_t>(n, std::uint64_t{1} << 60) * 2);
+    unsigned mask = (0xFFFFu << (address & 15)) & 0xFFFFu;
+    __m128i const zero = _mm_setzero_si128();
+    __m128i const high = _mm_set1_epi16(static_cast<short>(0xFF80));
+    __m128i const belowA = _mm_set1_epi16('A' - 1);
+    __m128i const aboveZ = _mm_set1_epi16('Z' + 1);
+    unsigned upperBits = 0;
+    for (;; block += 16, at += 16, mask = 0xFFFFu) {
+      __m128i const v = _mm_load_si128(reinterpret_cast<__m128i const *>(block));
+      unsigned const terminators =
+          static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi16(v, zero))) & mask;
+      unsigned const wide =
+          ~static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi16(_mm_and_si128(v, high), zero))) &
+          mask;
+      unsigned const letters = static_cast<unsigned>(_mm_movemask_epi8(_mm_and_si128(
+                                   _mm_cmpgt_epi16(v, belowA), _mm_cmpgt_epi16(aboveZ, v)))) &
+                               mask;
+      std::int64_t stop = terminators ? std::countr_zero(terminators) : 16;
+      bool const last = terminators != 0 || end - at <= 16;
+      stop = std::min(stop, end - at);
+      unsigned const inside = stop >= 16 ? mask : mask & ((1u << stop) - 1);
+      if (wide & inside) {
+        return false;
+      }
+      upperBits |= letters & inside;
+      if (last) {
+        units = static_cast<std::uint64_t>(at + stop) / 2;
+        upper = upperBits != 0;
+        return true;
+      }
+    }
+  }
+#endif
+  std::uint64_t i = 0;
+  unsigned seen = 0;
+  bool letters = false;
+  for (; i < n; ++i) {
+    unsigned const c = p[i];
+    if (c == 0) {
+      break;
+    }
+    seen |= c;
+    letters |= c - u'A' < 26u;
+  }
+  units = i;
+  upper = letters;
+  return seen < 0x80;
+}
+
+// As `_scanAscii` for bytes: whether the text (at most `n` bytes, up to its terminator) is
+// ASCII alone, with its length and whether it has an upper-case letter.
+inline bool _scanAsciiBytes(unsigned char const * p, std::uint64_t n, std::uint64_t & units,
+                            bool & upper) {
+#if defined(__x86_64__) && !defined(VORX_POOL_EXACT_READS)
+  std::uintptr_t const address = reinterpret_cast<std::uintptr_t>(p);
+  unsigned char const * block =
+      reinterpret_cast<unsigned char const *>(address & ~std::uintptr_t{15});
+  std::int64_t at = -static_cast<std::int64_t>(address & 15);
+  std::int64_t const end =
+      static_cast<std::int64_t>(std::min<std::uint64_t>(n, std::uint64_t{1} << 60));
+  unsigned mask = (0xFFFFu << (address & 15)) & 0xFFFFu;
+  __m128i const zero = _mm_setzero_si128();
+  __m128i const belowA = _mm_set1_epi8('A' - 1);
+  __m128i const aboveZ = _mm_set1_epi8('Z' + 1);
+  unsigned upperBits = 0;
+  for (;; block += 16, at += 16, mask = 0xFFFFu) {
+    __m128i const v = _mm_load_si128(reinterpret_cast<__m128i const *>(block));
+    unsigned const terminators =
+        static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, zero))) & mask;
+    unsigned const wide = static_cast<unsigned>(_mm_movemask_epi8(v)) & mask;
+    unsigned const letters = static_cast<unsigned>(_mm_movemask_epi8(_mm_and_si128(
+                                 _mm_cmpgt_epi8(v, belowA), _mm_cmpgt_epi8(aboveZ, v)))) &
+                             mask;
+    std::int64_t stop = terminators ? std::countr_zero(terminators) : 16;
+    bool const last = terminators != 0 || end - at <= 16;
+    stop = std::min(stop, end - at);
+    unsigned const inside = stop >= 16 ? mask : mask & ((1u << stop) - 1);
+    if (wide & inside) {
+      return false;
+    }
+    upperBits |= letters & inside;
+    if (last) {
+      units = static_cast<std::uint64_t>(at + stop);
+      upper = upperBits != 0;
+      return true;
+    }
+  }
+#else
+  std::uint64_t i = 0;
+  unsigned seen = 0;
+  bool letters = false;
+  for (; i < n; ++i) {
+    unsigned const c = p[i];
+    if (c == 0) {
+      break;
+    }
+    seen |= c;
+    letters |= c - 'A' < 26u;
+  }
+  units = i;
+  upper = letters;
+  return seen < 0x80;
+#endif
+}
+
 // 16-bit text: a text of ASCII alone is hashed where it lies in one piece; otherwise runs
 // without surrogates are hashed where they lie, pairs one at a time.
 template <class U>
 bool _measure16(U const * p, std::uint64_t n, _tagMeasure & m, std::uint64_t & units) {
   {
-    std::uint64_t i = 0;
-    unsigned seen = 0;
+    std::uint64_t length = 0;
     bool upper = false;
-    for (; i < n; ++i) {
-      unsigned const c = p[i];
-      if (c == 0) {
-        break;
-      }
-      seen |= c;
-      upper |= c - u'A' < 26u;
-    }
-    if (seen < 0x80) {
-      _hashAscii(p, i, upper, m);
-      units = i;
+    if (_scanAscii(p, n, length, upper)) {
+      _hashAscii(p, length, upper, m);
+      units = length;
       return true;
     }
   }
@@ -832,18 +956,11 @@ CPPoolString _utf8(unsigned char const * text, std::uint64_t n, bool create, boo
   qefWChar wide[kShortUTF8];
   std::uint64_t const limit = std::min<std::uint64_t>(n, kShortUTF8);
   std::uint64_t i = 0;
-  unsigned seen = 0;
   bool upper = false;
-  for (; i < limit; ++i) {
-    unsigned const c = text[i];
-    if (c == 0) {
-      break;
+  if (_scanAsciiBytes(text, limit, i, upper) && (i < limit || i == n)) {
+    for (std::uint64_t k = 0; k < i; ++k) {
+      wide[k] = text[k];
     }
-    seen |= c;
-    upper |= c - 'A' < 26u;
-    wide[i] = static_cast<qefWChar>(c);
-  }
-  if (seen < 0x80 && (i < limit || i == n)) {
     _hashAscii(wide, i, upper, src.m);
     src.head = wide;
     return _lookup(src, create, ignoreCase);

@@ -191,6 +191,49 @@ TEST(StringPool, AsciiTextsOfEveryLengthHashAsTheDefinitionFromEverySource) {
   }
 }
 
+// The scan of an ASCII text may look at whole aligned blocks around it: zeros and non-ASCII
+// characters just before its start or just after its end (or its count) change nothing.
+TEST(StringPool, WhatLiesAroundATextDoesNotChangeItsRecord) {
+  alignas(16) char16_t wide[96];
+  alignas(16) unsigned char utf8[96];
+  for (std::size_t length = 1; length <= 40; ++length) {
+    std::u16string text;
+    for (std::size_t i = 0; i < length; ++i) {
+      text += static_cast<char16_t>('a' + (i * 5 + length) % 26);
+    }
+    CPPoolString const s = CStringPool::GetStringRef(text.c_str());
+    for (std::size_t at = 0; at < 16; ++at) {
+      SCOPED_TRACE(testing::Message() << "length " << length << " at " << at);
+      std::fill(std::begin(wide), std::end(wide), u'\u00C9');
+      std::fill(std::begin(utf8), std::end(utf8), 0xC3);
+      std::size_t const wideAt = at % 8;
+      if (wideAt > 0) {
+        wide[wideAt - 1] = 0;
+      }
+      if (at > 0) {
+        utf8[at - 1] = 0;
+      }
+      for (std::size_t i = 0; i < length; ++i) {
+        wide[wideAt + i] = text[i];
+        utf8[at + i] = static_cast<unsigned char>(text[i]);
+      }
+      // Counted first, with a non-ASCII character right after the count, then terminated.
+      EXPECT_TRUE(CStringPool::GetStringRefn(wide + wideAt, length) == s);
+      EXPECT_TRUE(CStringPool::GetStringRefn(utf8 + at, length) == s);
+      wide[wideAt + length] = 0;
+      utf8[at + length] = 0;
+      EXPECT_TRUE(CStringPool::GetStringRef(wide + wideAt) == s);
+      EXPECT_TRUE(CStringPool::GetStringRef(utf8 + at) == s);
+      EXPECT_TRUE(CStringPool::QueryStringRefn(wide + wideAt, length + 5) == s);
+      // A non-ASCII character inside the text is seen wherever it falls.
+      wide[wideAt + length / 2] = u'\u00E9';
+      utf8[at + length / 2] = 0x80;
+      EXPECT_EQ(CStringPool::GetStringRef(wide + wideAt).UTF8Size(), length + 1);
+      EXPECT_TRUE(CStringPool::GetStringRef(utf8 + at).isnull()) << "a lone continuation byte";
+    }
+  }
+}
+
 TEST(StringPool, TextsOfEqualHashesAndLengthAreOneRecordWhenTheirFirstTenCharactersAgree) {
   // The CRC is linear: texts whose difference is the generator polynomial (times x^15) have
   // equal hashes. Spread over five characters after a ten-character head, and made of characters
