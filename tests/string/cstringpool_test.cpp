@@ -4,6 +4,7 @@
 #include <vorx/string.h>
 #include <vorx/threading.h>
 
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -232,6 +233,39 @@ TEST(StringPool, WhatLiesAroundATextDoesNotChangeItsRecord) {
       EXPECT_TRUE(CStringPool::GetStringRef(utf8 + at).isnull()) << "a lone continuation byte";
     }
   }
+}
+
+// A text that ends where readable memory ends (the next page inaccessible) is read no further,
+// counted or terminated, wide or UTF-8.
+TEST(StringPool, ATextAtTheEndOfReadableMemoryIsReadNoFurther) {
+  // Two readable pages, each followed by an inaccessible one: wide text, then UTF-8.
+  std::size_t const page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  char * const area = static_cast<char *>(
+      mmap(nullptr, 4 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+  ASSERT_NE(static_cast<void *>(area), MAP_FAILED);
+  ASSERT_EQ(mprotect(area + page, page, PROT_NONE), 0);
+  ASSERT_EQ(mprotect(area + 3 * page, page, PROT_NONE), 0);
+  char16_t * const wideEnd = reinterpret_cast<char16_t *>(area + page);
+  unsigned char * const utf8End = reinterpret_cast<unsigned char *>(area + 3 * page);
+  for (std::size_t length = 1; length <= 24; ++length) {
+    SCOPED_TRACE(length);
+    std::u16string text;
+    for (std::size_t i = 0; i < length; ++i) {
+      text += static_cast<char16_t>('a' + (i * 3 + length) % 26);
+    }
+    CPPoolString const s = CStringPool::GetStringRef(text.c_str());
+    std::copy(text.begin(), text.end(), wideEnd - length);
+    std::copy(text.begin(), text.end(), utf8End - length);
+    EXPECT_TRUE(CStringPool::GetStringRefn(wideEnd - length, length) == s);
+    EXPECT_TRUE(CStringPool::GetStringRefn(utf8End - length, length) == s);
+    std::copy(text.begin(), text.end(), wideEnd - length - 1);
+    wideEnd[-1] = 0;
+    std::copy(text.begin(), text.end(), utf8End - length - 1);
+    utf8End[-1] = 0;
+    EXPECT_TRUE(CStringPool::GetStringRef(wideEnd - length - 1) == s);
+    EXPECT_TRUE(CStringPool::GetStringRef(utf8End - length - 1) == s);
+  }
+  munmap(area, 4 * page);
 }
 
 TEST(StringPool, TextsOfEqualHashesAndLengthAreOneRecordWhenTheirFirstTenCharactersAgree) {
