@@ -8,7 +8,7 @@ packages=(
   libboost-thread-dev libboost-system-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   libinih-dev libicu-dev libclang-rt-14-dev
-  libpugixml-dev
+  libpugixml-dev libxml2-dev libtinyxml2-dev unicode-cldr-core
 )
 
 missing=()

@@ -5,6 +5,8 @@
 #include <csignal>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <map>
 #include <random>
 #include <string>
@@ -119,6 +121,11 @@ TEST(XmlOut, RefusesMixedContentUnnamedNodesAndNullHandles) {
   EXPECT_FALSE(CPXMLObject().Write(out, eXMLEncodingUTF8, true));
 }
 
+std::string ReadFile(std::filesystem::path const & path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
 class XmlOutFile : public ::testing::Test {
 protected:
   void SetUp() override {
@@ -176,15 +183,21 @@ TEST_F(XmlOutFile, FullDiskLeavesNoFile) {
 }
 
 TEST_F(XmlOutFile, FailedAllocationsLeaveNoOutput) {
+  // Output of more than two 16384-byte chunks: whichever allocation fails, the file is either
+  // complete or gone, never a prefix.
   CPXMLObject root = Node(u"r");
-  for (int i = 0; i < 300; ++i) {
+  for (int i = 0; i < 2000; ++i) {
     CPXMLObject child = Node(u"c");
     ASSERT_TRUE(child.AddAttribute(CPPoolString(u"a"), CXMLValue(CPPoolString(u"value"))));
     ASSERT_EQ(root.Add(child).sIndex(), 1u);
   }
+  ASSERT_FALSE(root.Write(Path("whole.xml").c_str(), eXMLEncodingUTF8, true));
+  std::string const whole = ReadFile(dir / "whole.xml");
+  ASSERT_GT(whole.size(), 2u * 16384u);
   bool memoryDone = false;
   bool fileDone = false;
-  for (long successes = 0; (!memoryDone || !fileDone) && successes < 100; ++successes) {
+  long refused = 1;
+  for (long successes = 0; refused > 0 && successes < 10000; ++successes) {
     CPPlainMemory out;
     bool written;
     bool fileResult;
@@ -192,15 +205,20 @@ TEST_F(XmlOutFile, FailedAllocationsLeaveNoOutput) {
       vorx::test::AllocationFailure failure(successes);
       written = root.Write(out, eXMLEncodingUTF16, true);
       fileResult = root.Write(Path("f.xml").c_str(), eXMLEncodingUTF8, true);
+      refused = failure.Refused();
     }
     if (written && out.GetMemorySize() != 0) {
       memoryDone = true;
     }
     bool const fileThere = std::filesystem::exists(dir / "f.xml");
     EXPECT_TRUE(!fileResult || !fileThere) << successes;
-    fileDone = fileDone || fileThere;
+    if (fileThere) {
+      EXPECT_EQ(ReadFile(dir / "f.xml"), whole) << successes;
+      fileDone = true;
+    }
     std::filesystem::remove(dir / "f.xml");
   }
+  EXPECT_EQ(refused, 0);
   EXPECT_TRUE(memoryDone);
   EXPECT_TRUE(fileDone);
 }
