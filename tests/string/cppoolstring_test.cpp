@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/diagnostics_capture.h"
 #include "support/memory_hooks.h"
 
 using namespace VORX::String;
@@ -100,36 +101,27 @@ TEST(PooledString, CopiesCountAndTransferDoesNot) {
   EXPECT_TRUE(moved.isnull());
 }
 
+int Sign(int value) {
+  return (value > 0) - (value < 0);
+}
+
 TEST(PooledString, ComparesWithEitherArgumentForm) {
   CPPoolString const abc(u"abc");
-  struct Row {
-    char const * label;
-    int (CPPoolString::*ofString)(CPPoolString const &) const;
-    int (CPPoolString::*ofText)(qefWChar const *) const;
-    char16_t const * argument;
-    int expected;
+  // `compare` is called with the text, then with its pooled string (whose results need only
+  // agree in sign).
+  auto check = [](char const * label, auto compare,
+                  std::initializer_list<std::pair<char16_t const *, int>> cases) {
+    for (auto const & [argument, expected] : cases) {
+      EXPECT_EQ(compare(argument), expected) << label << " " << vorx::test::Narrow(argument);
+      EXPECT_EQ(Sign(compare(CPPoolString(argument))), Sign(expected)) << label << " (pooled)";
+    }
   };
-  Row const rows[] = {
-      {"cmp equal", &CPPoolString::cmp, &CPPoolString::cmp, u"abc", 0},
-      {"cmp below", &CPPoolString::cmp, &CPPoolString::cmp, u"abd", -1},
-      {"cmp above", &CPPoolString::cmp, &CPPoolString::cmp, u"ab", 1},
-      {"cmpi", &CPPoolString::cmpi, &CPPoolString::cmpi, u"ABC", 0},
-      {"cmpi below", &CPPoolString::cmpi, &CPPoolString::cmpi, u"ABD", u'c' - u'd'},
-      {"cmpp longer prefix", &CPPoolString::cmpp, &CPPoolString::cmpp, u"abcd", -1},
-      {"cmpp prefix", &CPPoolString::cmpp, &CPPoolString::cmpp, u"ab", 0},
-      {"cmpp not a prefix", &CPPoolString::cmpp, &CPPoolString::cmpp, u"b", -1},
-      {"cmppi", &CPPoolString::cmppi, &CPPoolString::cmppi, u"AB", 0},
-      {"cmp_p suffix", &CPPoolString::cmp_p, &CPPoolString::cmp_p, u"bc", 0},
-      {"cmp_p longer", &CPPoolString::cmp_p, &CPPoolString::cmp_p, u"zabc", -1},
-      {"cmp_p not a suffix", &CPPoolString::cmp_p, &CPPoolString::cmp_p, u"bb", 1},
-      {"cmp_pi", &CPPoolString::cmp_pi, &CPPoolString::cmp_pi, u"BC", 0},
-  };
-  for (Row const & row : rows) {
-    EXPECT_EQ((abc.*row.ofText)(row.argument), row.expected) << row.label << " (text)";
-    int const ofString = (abc.*row.ofString)(CPPoolString(row.argument));
-    EXPECT_EQ((ofString > 0) - (ofString < 0), (row.expected > 0) - (row.expected < 0))
-        << row.label << " (pooled)";
-  }
+  check("cmp", [&](auto a) { return abc.cmp(a); }, {{u"abc", 0}, {u"abd", -1}, {u"ab", 1}});
+  check("cmpi", [&](auto a) { return abc.cmpi(a); }, {{u"ABC", 0}, {u"ABD", -1}});
+  check("cmpp", [&](auto a) { return abc.cmpp(a); }, {{u"abcd", -1}, {u"ab", 0}, {u"b", -1}});
+  check("cmppi", [&](auto a) { return abc.cmppi(a); }, {{u"AB", 0}});
+  check("cmp_p", [&](auto a) { return abc.cmp_p(a); }, {{u"bc", 0}, {u"zabc", -1}, {u"bb", 1}});
+  check("cmp_pi", [&](auto a) { return abc.cmp_pi(a); }, {{u"BC", 0}});
   qefWChar const * const null = nullptr;
   EXPECT_EQ(abc.cmp(null), 1) << "a null text sorts first";
   EXPECT_EQ(abc.cmpp(null), -1);
