@@ -95,6 +95,17 @@ private:
   std::uint64_t m_value;
 };
 
+// Output encodings of `CPXMLObject::Write` (0 is taken as UTF-8; any other value is refused):
+// UTF-8, UTF-16 (16-bit units in host order, pairs checked and collapsed as the writers say), or
+// the 16-bit units copied as they stand. `CXMLDoc::OpenDocFile` takes the same values to force
+// a text form (0 detects it).
+enum eXMLEncoding : std::uint32_t {
+  eXMLEncodingAuto = 0,
+  eXMLEncodingUTF8 = 1,
+  eXMLEncodingUTF16 = 2,
+  eXMLEncodingRaw16 = 3,
+};
+
 struct tagXMLNODE;
 class _CXMLNodeAccess;
 
@@ -330,6 +341,21 @@ public:
   // The same, with `def` when no child has the name.
   CPPoolString FindElementString(CPPoolString const & name, CPPoolString const & def) const;
 
+  // --- Output ------------------------------------------------------------------------------
+
+  // Writes this node and its subtree to the file at `path` (created, replacing what was there;
+  // a missing last directory is created), with the declaration of `encoding` and, with
+  // `indent`, a line end after each element and two spaces per level. A failed write deletes
+  // the file (a refused encoding leaves the opened, empty file).
+  // Note: true exactly when the serialiser failed, false otherwise, also after a complete
+  // write; on purpose: check for the file to know whether it was written.
+  bool Write(qefWChar const * path, eXMLEncoding encoding, bool indent) const;
+  // Writes into `out` (emptied first), ending in one zero character of the encoding. True when
+  // the tree was written; false for a null handle, a refused encoding, a node without name, a
+  // processing instruction without data or mixed content. `out` stays empty on any failure.
+  // Note: characters above U+FFFF are written as the one character 0x00 or 0x01; on purpose.
+  bool Write(Buffers::CPPlainMemory & out, eXMLEncoding encoding, bool indent) const;
+
   // --- Typed readers --------------------------------------------------------------------------
   // `GetDataX(def)` reads this node's data, `FindElementX(name, def)` the first child named
   // `name` (that child only), `FindAttributeX(name, def)` the attribute. Each answers `def`
@@ -433,5 +459,58 @@ private:
   bool _vprintf(qefWChar const * format, std::va_list arguments);
 };
 static_assert(sizeof(CPXMLObject) == sizeof(void *));
+
+// Reads XML documents (files, buffers, UTF-8 or 16-bit text) into a tree of `CPXMLObject` and
+// keeps the root of the last one read and the description of the last error. One object is used
+// by one thread at a time; separate documents may be read on separate threads. Copies share the
+// tree and the error text. Every failure is a false result with an error code (an index into
+// the fixed table "Bad file" ... "DOM error"; 128 when none is pending), a position in
+// characters from the start of the text, and a log line "XML parsing error %ls" at level 2 with
+// the report "[text, Line n, Offset n]" followed by the text around the position, marked
+// "[[*]]". What the reader accepts, and its limits on nesting and entity expansion, are
+// described in source/xml/xmlreader.h: strict XML 1.0; no mixed content (code 15); nothing from
+// outside the document (code 8); attributes with empty values are not kept.
+class VORX_API CXMLDoc {
+public:
+  CXMLDoc();
+  CXMLDoc(CXMLDoc const & other);
+  CXMLDoc & operator=(CXMLDoc const & other);
+  ~CXMLDoc();
+
+  // Reads the whole file (below 4 GiB) and parses it in the text form found from its first
+  // bytes (UTF-8, or 16-bit in either byte order with or without a mark, swapped in place).
+  // `encoding` 1 forces UTF-8, 2 and 3 16-bit units as they stand, 0 detects. Missing,
+  // unreadable or shorter than two bytes: false, code 0.
+  bool OpenDocFile(qefWChar const * path, eXMLEncoding encoding);
+  // Parses zero-terminated UTF-8. Null or empty: code 0; an undecodable first character: code
+  // 13 with the text "Offset: 0, Illegal UTF8 character".
+  bool OpenDocText(unsigned char const * text);
+  // Parses zero-terminated 16-bit units (host order).
+  bool OpenDocText(std::uint16_t const * text);
+  bool OpenDocText(qefWChar const * text);
+  // Parses a buffer whose text form is detected as for a file; it must end in a 16-bit zero
+  // (`size` only refuses buffers of fewer than 4 bytes) and, for 16-bit text, be 2-byte
+  // aligned. 16-bit big-endian text is swapped in place. Note: the refusals made before the
+  // text form is chosen (fewer than 4 bytes, two zero bytes first, a zero followed by neither
+  // "<" nor white space, a mark alone) set code 0 but keep the earlier tree.
+  bool OpenDocText(void * data, std::uint64_t size);
+  // Drops the tree and the error text; position 0, code 128.
+  void Close();
+  // The root of the last successful parse; a default handle otherwise.
+  CPXMLObject & GetRootElement();
+  // The error code; `position` (may be null) receives the error position and `text` (may be
+  // null) the error report, or "Bad file or bad encoding" when there is none and the code is 0.
+  std::uint32_t GetErrorInfo(std::uint64_t * position, String::CQEFWChar * text);
+
+private:
+  bool _openForm(void * data, bool buffer, eXMLEncoding encoding);
+  bool _setErrorText(qefWChar const * text);
+  void _report(qefWChar const * wide, std::size_t length);
+
+  Buffers::CPPlainMemory m_errorText;
+  std::uint64_t m_errorPosition = 0;
+  std::uint32_t m_errorCode = 0;
+  CPXMLObject m_root;
+};
 
 } // namespace VORX::XML

@@ -22,6 +22,37 @@ inline std::uint64_t _loadbig64(unsigned char const * p) {
   return v;
 }
 
+// One to seven bytes in data order as one number, the first byte most significant, the unused
+// low bytes 0; reads only the `length` bytes.
+inline std::uint64_t _loadbigTail(unsigned char const * p, std::size_t length) {
+  std::uint64_t v = 0;
+  unsigned top = 64; // bits above the bytes placed so far
+  if (length & 4) {
+    std::uint32_t w;
+    std::memcpy(&w, p, 4);
+    if constexpr (std::endian::native == std::endian::little) {
+      w = __builtin_bswap32(w);
+    }
+    v = std::uint64_t{w} << 32;
+    top = 32;
+    p += 4;
+  }
+  if (length & 2) {
+    std::uint16_t h;
+    std::memcpy(&h, p, 2);
+    if constexpr (std::endian::native == std::endian::little) {
+      h = __builtin_bswap16(h);
+    }
+    v |= std::uint64_t{h} << (top - 16);
+    top -= 16;
+    p += 2;
+  }
+  if (length & 1) {
+    v |= std::uint64_t{*p} << (top - 8);
+  }
+  return v;
+}
+
 // Whole eight-byte steps of `length` (a multiple of 8) bytes, continuing from `crc`.
 std::uint64_t _slice8(std::uint64_t const (&table)[256], std::uint64_t const (&slice)[7][256],
                       std::uint64_t crc, unsigned char const * p, std::size_t length) {
@@ -83,6 +114,19 @@ std::uint64_t CMachineCRC::Eval(void const * data, std::size_t length,
     crc = _slice8(table, slice, crc, p, length & ~std::size_t{7});
     p += length & ~std::size_t{7};
     length &= 7;
+    if (length == 0) {
+      return crc;
+    }
+    // The last one to seven bytes in one step: byte i of the k is followed by k - 1 - i more.
+    std::uint64_t const tail = _loadbigTail(p, length);
+    std::uint64_t const x = crc ^ tail;
+    std::uint64_t next = crc << (8 * length);
+    for (std::size_t i = 0; i < length; ++i) {
+      std::size_t const after = length - 1 - i;
+      std::uint64_t const * t = after == 0 ? table : slice[after - 1];
+      next ^= t[(x >> (56 - 8 * i)) & 0xFF];
+    }
+    return next;
   }
   for (; length > 0; --length, ++p) {
     crc = (crc << 8) ^ table[((crc >> shift) ^ *p) & 0xFF];

@@ -118,6 +118,15 @@ VORX_VPCLMUL inline __m512i _fold512(__m512i a, __m512i k) {
                           _mm512_clmulepi64_epi128(a, k, 0x00));
 }
 
+// One 128-bit remainder, for 32 to 63 bytes (short texts): one fold per further block.
+VORX_CLMUL std::size_t _foldShort(unsigned char const * p, std::size_t length,
+                                  std::uint64_t initial,
+                                  std::uint64_t const (&fold)[kFoldConstants],
+                                  unsigned char (&rest)[16]) {
+  __m128i const start = _mm_set_epi64x(static_cast<long long>(initial), 0);
+  return _finish(_mm_xor_si128(_block(p), start), p, length, 16, fold, rest);
+}
+
 // Four 512-bit remainders, 256 bytes apart, while 256 bytes remain.
 VORX_VPCLMUL std::size_t _foldVpclmul(unsigned char const * p, std::size_t length,
                                       std::uint64_t initial,
@@ -163,8 +172,9 @@ std::size_t _crcFold(unsigned char const * data, std::size_t length, std::uint64
   if (length >= 256 && _cpuHas(_CpuCode::Vpclmul512)) {
     return _foldVpclmul(data, length, initial, fold, rest);
   }
-  if (length >= 64 && _cpuHas(_CpuCode::Clmul)) {
-    return _foldClmul(data, length, initial, fold, rest);
+  if (length >= 32 && _cpuHas(_CpuCode::Clmul)) {
+    return length >= 64 ? _foldClmul(data, length, initial, fold, rest)
+                        : _foldShort(data, length, initial, fold, rest);
   }
   return 0;
 }

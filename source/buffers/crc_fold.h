@@ -19,7 +19,7 @@ void _crcFoldConstants(std::uint64_t polynomial, std::uint64_t (&fold)[kFoldCons
 
 // Folds the leading whole 16-byte blocks of `length` bytes (CRC so far `initial`) and writes
 // the remainder to `rest`, first byte most significant. Returns the bytes folded: 0 when the
-// processor lacks carry-less multiplication or `length` is below 64. Reads only inside the data.
+// processor lacks carry-less multiplication or `length` is below 32. Reads only inside the data.
 std::size_t _crcFold(unsigned char const * data, std::size_t length, std::uint64_t initial,
                      std::uint64_t const (&fold)[kFoldConstants], unsigned char (&rest)[16]);
 

@@ -89,6 +89,9 @@ using _tSlots = _tArray<CPObjectMemory>;
 
 constexpr std::size_t kSlotGrowth = 16;
 
+// Slots of at most this many entries are searched from the front rather than by halving.
+constexpr std::size_t kLinearFind = 4;
+
 // Removes the entry (`hash`, `block`) from `slot`, trying `expected` first; releases the slot
 // when it becomes empty. False when the entry is no longer there or memory runs out.
 bool _removeEntry(CPObjectMemory & slot, std::size_t expected, std::uint64_t hash,
@@ -271,6 +274,17 @@ CPObjectMemory CBaseHashTable::FindItem(std::uint64_t hash, CPObjectMemory const
   CPObjectMemory const & slot = _tSlots::Items(m_slots)[hash & m_mask];
   std::size_t const count = _tSlot::Count(slot);
   tagHASHENTRY const * entries = _tSlot::Items(slot);
+  if (count <= kLinearFind) {
+    // The first entry at or above the key, as the binary search finds it, with one comparison
+    // per entry.
+    for (std::size_t i = 0; i < count; ++i) {
+      int const order = _compareKey(hash, probe, entries[i]);
+      if (order <= 0) {
+        return order == 0 ? entries[i].item : CPObjectMemory();
+      }
+    }
+    return CPObjectMemory();
+  }
   std::size_t const at = _locate(entries, count, hash, probe);
   if (at < count && _compareKey(hash, probe, entries[at]) == 0) {
     return entries[at].item;

@@ -16,6 +16,21 @@
 #include "buffers/crc64.h"
 #include "string/pool_record.h"
 
+#if defined(__x86_64__)
+#include <emmintrin.h>
+#endif
+
+// Under the sanitizers every read stays inside the text; otherwise the scan of a wide text reads
+// whole aligned 16-byte blocks, which never cross a page, as the C library's string scans do.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define VORX_POOL_EXACT_READS 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer) ||                         \
+    __has_feature(memory_sanitizer)
+#define VORX_POOL_EXACT_READS 1
+#endif
+#endif
+
 static_assert(std::endian::native == std::endian::little,
               "the hashes feed each character's low byte first, as it lies in memory");
 
@@ -34,6 +49,9 @@ constexpr std::uint64_t kCompareUnits = 10;
 // ---- measuring and hashing ----
 
 constexpr std::size_t kChunk = 64;
+
+// UTF-8 texts of ASCII alone up to this many bytes are widened on the stack and hashed there.
+constexpr std::size_t kShortUTF8 = 128;
 
 // The lower case of the ASCII characters.
 constexpr auto kAsciiLower = [] {
@@ -105,9 +123,160 @@ private:
   bool m_changed = false;
 };
 
-// 16-bit text: runs without surrogates are hashed where they lie, pairs one at a time.
+// Both hashes of `length` ASCII units; `upper` says whether any is an upper-case letter (else
+// the lowered text is the text, and so is its hash).
+template <class U> void _hashAscii(U const * p, std::uint64_t length, bool upper, _tagMeasure & m) {
+  Buffers::CMachineCRC const & crc = Buffers::_crc64();
+  m.length = length;
+  m.utf8Size = length;
+  m.sHash = crc.Eval(p, length * sizeof(U), 0);
+  if (!upper) {
+    m.sHashi = m.sHash;
+    return;
+  }
+  qefWChar lower[kChunk];
+  std::uint64_t h = 0;
+  for (std::uint64_t at = 0; at < length; at += kChunk) {
+    std::size_t const k = static_cast<std::size_t>(std::min<std::uint64_t>(kChunk, length - at));
+    for (std::size_t j = 0; j < k; ++j) {
+      lower[j] = kAsciiLower[p[at + j]];
+    }
+    h = crc.Eval(lower, k * sizeof(qefWChar), h);
+  }
+  m.sHashi = h;
+}
+
+// Whether the 16-bit text (at most `n` units, up to its terminator) is ASCII alone; if so,
+// `units` receives its length and `upper` whether it has an upper-case letter.
+template <class U>
+bool _scanAscii(U const * p, std::uint64_t n, std::uint64_t & units, bool & upper) {
+#if defined(__x86_64__) && !defined(VORX_POOL_EXACT_READS)
+  std::uintptr_t const address = reinterpret_cast<std::uintptr_t>(p);
+  if ((address & 1) == 0) {
+    // Eight units per aligned block; the bytes of the first block before the text and of the
+    // last after its end are masked off.
+    unsigned char const * block =
+        reinterpret_cast<unsigned char const *>(address & ~std::uintptr_t{15});
+    std::int64_t at = -static_cast<std::int64_t>(address & 15); // of the block, from the text
+    std::int64_t const end =
+        static_cast<std::int64_t>(std::min<std::uint64_t>(n, std::uint64_t{1} << 60) * 2);
+    unsigned mask = (0xFFFFu << (address & 15)) & 0xFFFFu;
+    __m128i const zero = _mm_setzero_si128();
+    __m128i const high = _mm_set1_epi16(static_cast<short>(0xFF80));
+    __m128i const belowA = _mm_set1_epi16('A' - 1);
+    __m128i const aboveZ = _mm_set1_epi16('Z' + 1);
+    unsigned upperBits = 0;
+    for (;; block += 16, at += 16, mask = 0xFFFFu) {
+      __m128i const v = _mm_load_si128(reinterpret_cast<__m128i const *>(block));
+      unsigned const terminators =
+          static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi16(v, zero))) & mask;
+      unsigned const wide =
+          ~static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi16(_mm_and_si128(v, high), zero))) &
+          mask;
+      unsigned const letters = static_cast<unsigned>(_mm_movemask_epi8(_mm_and_si128(
+                                   _mm_cmpgt_epi16(v, belowA), _mm_cmpgt_epi16(aboveZ, v)))) &
+                               mask;
+      std::int64_t stop = terminators ? std::countr_zero(terminators) : 16;
+      bool const last = terminators != 0 || end - at <= 16;
+      stop = std::min(stop, end - at);
+      unsigned const inside = stop >= 16 ? mask : mask & ((1u << stop) - 1);
+      if (wide & inside) {
+        return false;
+      }
+      upperBits |= letters & inside;
+      if (last) {
+        units = static_cast<std::uint64_t>(at + stop) / 2;
+        upper = upperBits != 0;
+        return true;
+      }
+    }
+  }
+#endif
+  std::uint64_t i = 0;
+  unsigned seen = 0;
+  bool letters = false;
+  for (; i < n; ++i) {
+    unsigned const c = p[i];
+    if (c == 0) {
+      break;
+    }
+    seen |= c;
+    letters |= c - u'A' < 26u;
+  }
+  units = i;
+  upper = letters;
+  return seen < 0x80;
+}
+
+// As `_scanAscii` for bytes: whether the text (at most `n` bytes, up to its terminator) is
+// ASCII alone, with its length and whether it has an upper-case letter.
+inline bool _scanAsciiBytes(unsigned char const * p, std::uint64_t n, std::uint64_t & units,
+                            bool & upper) {
+#if defined(__x86_64__) && !defined(VORX_POOL_EXACT_READS)
+  std::uintptr_t const address = reinterpret_cast<std::uintptr_t>(p);
+  unsigned char const * block =
+      reinterpret_cast<unsigned char const *>(address & ~std::uintptr_t{15});
+  std::int64_t at = -static_cast<std::int64_t>(address & 15);
+  std::int64_t const end =
+      static_cast<std::int64_t>(std::min<std::uint64_t>(n, std::uint64_t{1} << 60));
+  unsigned mask = (0xFFFFu << (address & 15)) & 0xFFFFu;
+  __m128i const zero = _mm_setzero_si128();
+  __m128i const belowA = _mm_set1_epi8('A' - 1);
+  __m128i const aboveZ = _mm_set1_epi8('Z' + 1);
+  unsigned upperBits = 0;
+  for (;; block += 16, at += 16, mask = 0xFFFFu) {
+    __m128i const v = _mm_load_si128(reinterpret_cast<__m128i const *>(block));
+    unsigned const terminators =
+        static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, zero))) & mask;
+    unsigned const wide = static_cast<unsigned>(_mm_movemask_epi8(v)) & mask;
+    unsigned const letters = static_cast<unsigned>(_mm_movemask_epi8(_mm_and_si128(
+                                 _mm_cmpgt_epi8(v, belowA), _mm_cmpgt_epi8(aboveZ, v)))) &
+                             mask;
+    std::int64_t stop = terminators ? std::countr_zero(terminators) : 16;
+    bool const last = terminators != 0 || end - at <= 16;
+    stop = std::min(stop, end - at);
+    unsigned const inside = stop >= 16 ? mask : mask & ((1u << stop) - 1);
+    if (wide & inside) {
+      return false;
+    }
+    upperBits |= letters & inside;
+    if (last) {
+      units = static_cast<std::uint64_t>(at + stop);
+      upper = upperBits != 0;
+      return true;
+    }
+  }
+#else
+  std::uint64_t i = 0;
+  unsigned seen = 0;
+  bool letters = false;
+  for (; i < n; ++i) {
+    unsigned const c = p[i];
+    if (c == 0) {
+      break;
+    }
+    seen |= c;
+    letters |= c - 'A' < 26u;
+  }
+  units = i;
+  upper = letters;
+  return seen < 0x80;
+#endif
+}
+
+// 16-bit text: a text of ASCII alone is hashed where it lies in one piece; otherwise runs
+// without surrogates are hashed where they lie, pairs one at a time.
 template <class U>
 bool _measure16(U const * p, std::uint64_t n, _tagMeasure & m, std::uint64_t & units) {
+  {
+    std::uint64_t length = 0;
+    bool upper = false;
+    if (_scanAscii(p, n, length, upper)) {
+      _hashAscii(p, length, upper, m);
+      units = length;
+      return true;
+    }
+  }
   _cHashes h;
   qefWChar lower[kChunk];
   std::uint64_t i = 0;
@@ -346,6 +515,26 @@ int _compareIgnoringCase(tagPOOLSTRING const * a, tagPOOLSTRING const * b) {
   return 0;
 }
 
+// Whether the first `n` units of two texts agree, four at a time.
+inline bool _sameUnits(qefWChar const * a, qefWChar const * b, std::uint64_t n) {
+  std::uint64_t i = 0;
+  for (; i + 4 <= n; i += 4) {
+    std::uint64_t x;
+    std::uint64_t y;
+    std::memcpy(&x, a + i, sizeof x);
+    std::memcpy(&y, b + i, sizeof y);
+    if (x != y) {
+      return false;
+    }
+  }
+  for (; i < n; ++i) {
+    if (a[i] != b[i]) {
+      return false;
+    }
+  }
+  return true;
+}
+
 // The case-insensitive index: key sHashi, item a vector of the records equal ignoring case, in
 // order of creation; each element holds one reference.
 class CCaseInsensitiveHash final : public Lookup::CBaseHashTable {
@@ -415,6 +604,9 @@ protected:
     }
     // Only the first ten characters: equal length and both hashes are trusted for the rest.
     std::uint64_t const n = std::min(ra->length, kCompareUnits);
+    if (_sameUnits(ra->text, rb->text, n)) {
+      return 0;
+    }
     for (std::uint64_t i = 0; i < n; ++i) {
       qefWChar const x = ra->text[i];
       qefWChar const y = rb->text[i];
@@ -760,6 +952,19 @@ CPPoolString _utf8(unsigned char const * text, std::uint64_t n, bool create, boo
     return _static(CPPoolString::_sEmpty);
   }
   _tagSource src{{}, nullptr, text, &_writeUTF8};
+  // A short text of ASCII alone is widened here once and hashed in one piece.
+  qefWChar wide[kShortUTF8];
+  std::uint64_t const limit = std::min<std::uint64_t>(n, kShortUTF8);
+  std::uint64_t i = 0;
+  bool upper = false;
+  if (_scanAsciiBytes(text, limit, i, upper) && (i < limit || i == n)) {
+    for (std::uint64_t k = 0; k < i; ++k) {
+      wide[k] = text[k];
+    }
+    _hashAscii(wide, i, upper, src.m);
+    src.head = wide;
+    return _lookup(src, create, ignoreCase);
+  }
   std::uint64_t bytes = 0;
   if (!_measureUTF8(text, n, src.m, bytes)) {
     return CPPoolString();

@@ -87,17 +87,14 @@ TEST(DirectoryEnumerator, EntriesCarryPathSizeKindAndTimes) {
   }
   ASSERT_EQ(entries.size(), 2u);
   EXPECT_EQ(std::u16string(kept.GetPath()), dir.WPath() + u"/") << "outlives its enumerator";
-  EXPECT_EQ(kept.GetSize(), 1234u);
-  EXPECT_FALSE(kept.isDirectory());
-  EXPECT_TRUE(kept.isReadOnly());
+  EXPECT_TRUE(kept.GetSize() == 1234u && !kept.isDirectory() && kept.isReadOnly());
   EXPECT_EQ(kept.GetLastAccessed(), 1000000000123u);
   EXPECT_EQ(kept.GetLastModified(), 1000086400987u);
   EXPECT_GT(kept.GetCreated(), 1000086400987u) << "made during this test, not touched back";
   EXPECT_LE(kept.GetCreated(), before);
 
-  EXPECT_TRUE(entries.at(u"sub").isDirectory());
-  EXPECT_FALSE(entries.at(u"sub").isReadOnly());
-  EXPECT_EQ(entries.at(u"sub").GetSize(), 0u);
+  CFindData const & sub = entries.at(u"sub");
+  EXPECT_TRUE(sub.isDirectory() && !sub.isReadOnly() && sub.GetSize() == 0u);
 }
 
 TEST(DirectoryEnumerator, FailsCleanlyAndCanBeReused) {
@@ -106,19 +103,16 @@ TEST(DirectoryEnumerator, FailsCleanlyAndCanBeReused) {
   CDirectoryEnumerator enumerator;
   CFindData entry;
   EXPECT_FALSE(enumerator.GetNext(entry)) << "nothing begun";
-  for (char16_t const * bad : {static_cast<char16_t const *>(nullptr), u"", u"/no/such/dir"}) {
-    EXPECT_FALSE(enumerator.BeginEnumerate(bad, nullptr, false));
-  }
-  EXPECT_FALSE(enumerator.BeginEnumerate(dir.WPath("one"), nullptr, false));
+  EXPECT_FALSE(enumerator.BeginEnumerate(nullptr, nullptr, false) ||
+               enumerator.BeginEnumerate(u"", nullptr, false) ||
+               enumerator.BeginEnumerate(u"/no/such/dir", nullptr, false) ||
+               enumerator.BeginEnumerate(dir.WPath("one"), nullptr, false));
   ASSERT_TRUE(enumerator.BeginEnumerate(dir.WPath(), u"x*", true) ||
               enumerator.BeginEnumerate(dir.WPath(), u"o*", true));
-  EXPECT_TRUE(enumerator.GetNext(entry));
-  EXPECT_EQ(std::u16string(entry.GetFilename()), u"one");
-  EXPECT_FALSE(enumerator.GetNext(entry));
+  EXPECT_TRUE(enumerator.GetNext(entry) && !enumerator.GetNext(entry));
   EXPECT_EQ(std::u16string(entry.GetFilename()), u"one") << "a failed GetNext leaves the entry";
   ASSERT_TRUE(enumerator.BeginEnumerate(dir.WPath(), nullptr, false));
-  EXPECT_TRUE(enumerator.EndEnumerate());
-  EXPECT_FALSE(enumerator.GetNext(entry));
+  EXPECT_TRUE(enumerator.EndEnumerate() && !enumerator.GetNext(entry));
   EXPECT_EQ(CFindData().GetPath()[0], 0);
 }
 

@@ -1,4 +1,6 @@
+#include <chrono>
 #include <cstring>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -15,6 +17,10 @@ using Pair = std::pair<std::uint64_t, int>;
 using Pairs = std::vector<Pair>;
 
 namespace {
+
+// The time limit of the interrupted dispose pass: far beyond what the entries before the slow one
+// take, even on a loaded machine, so the pass stops exactly after the slow entry's slot.
+constexpr std::uint32_t kPassLimit = 300;
 
 // Items are plain blocks holding one int, ordered by value.
 CPObjectMemory Item(int value) {
@@ -52,8 +58,10 @@ public:
   }
   bool isDisposable(CPObjectMemory const & item) override {
     visited.push_back(ValueOf(item));
-    if (visited.back() == slowValue) { // takes until the millisecond clock has moved on
-      for (auto start = VORX::Core::OS::GetTimeNow(); VORX::Core::OS::GetTimeNow() - start < 2;) {
+    if (visited.back() == slowValue) { // takes longer than the pass's time limit
+      for (auto start = VORX::Core::OS::GetTimeNow();
+           VORX::Core::OS::GetTimeNow() - start <= kPassLimit;) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
       }
     }
     return visited.back() < 0;
@@ -241,7 +249,7 @@ TEST(HashTable, DisposePassesResumeAtTheSlotAfterTheTimeLimit) {
   for (Pair p : {Pair{1, 1}, {1, -2}, {1, -3}, {2, 20}, {5, -4}, {9, 90}})
     table.Add(p.first, p.second);
   table.slowValue = 20;
-  EXPECT_FALSE(table.DisposeTable(0)) << "over the limit after slot 2";
+  EXPECT_FALSE(table.DisposeTable(kPassLimit)) << "over the limit after slot 2";
   EXPECT_EQ(table.visited, (std::vector<int>{1, -2, -3, 20})) << "each slot from its last entry";
   EXPECT_EQ(table.m_disposeCursor, 3u);
   table.visited.clear();

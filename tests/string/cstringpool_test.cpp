@@ -4,6 +4,7 @@
 #include <vorx/string.h>
 #include <vorx/threading.h>
 
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -47,6 +48,15 @@ std::uint64_t Crc64Bitwise(std::u16string const & units) {
     feed(u >> 8);
   }
   return crc;
+}
+
+// A lower-case ASCII text of `length` characters, varied by `step`.
+std::u16string Ascii(std::size_t length, std::size_t step) {
+  std::u16string text;
+  for (std::size_t i = 0; i < length; ++i) {
+    text += static_cast<char16_t>(u'a' + (i * step + length) % 26);
+  }
+  return text;
 }
 
 // Interned during the static initialisation of the test program, before any `AppInit`.
@@ -152,6 +162,110 @@ TEST(StringPool, MeasuresCharactersWithThePairRuleAndUTF8Apart) {
   EXPECT_TRUE(CStringPool::GetStringRef(U8("a\xC3")).isnull());            // cut sequence
   EXPECT_TRUE(CStringPool::GetStringRef(U8("\xF4\x90\x80\x80")).isnull()); // above U+10FFFF
   EXPECT_TRUE(CStringPool::GetStringRefn(U8("ab\xC3\xA9"), 3) == CPPoolString(u"ab"));
+}
+
+// Texts of ASCII alone take shorter ways (hashed where they lie; UTF-8 widened on the stack up
+// to a bound); every length around the CRC's 8-, 16-, 32- and 64-byte steps and the UTF-8 bound
+// must hash as the definition and give one record from every source.
+TEST(StringPool, AsciiTextsOfEveryLengthHashAsTheDefinitionFromEverySource) {
+  for (std::size_t length = 1; length <= 200; ++length) {
+    SCOPED_TRACE(length);
+    std::u16string text;
+    std::u16string lowered;
+    std::string utf8;
+    for (std::size_t i = 0; i < length; ++i) {
+      // Upper case only in some texts, so both the shared and the separate lowered hash run.
+      char const c = length % 3 == 0 && i % 4 == 1 ? static_cast<char>('A' + i % 26)
+                                                   : static_cast<char>('a' + (i * 7 + length) % 26);
+      text += static_cast<char16_t>(c);
+      lowered += static_cast<char16_t>(c >= 'A' && c <= 'Z' ? c + 32 : c);
+      utf8 += c;
+    }
+    std::vector<std::uint16_t> units(text.begin(), text.end());
+    std::u16string const longer = text + u"XYZ";
+    std::string const longerUTF8 = utf8 + "\xC3\xA9"; // a non-ASCII character past the count
+    CPPoolString const s = CStringPool::GetStringRef(text.c_str());
+    EXPECT_EQ(s.len(), length);
+    EXPECT_EQ(s.UTF8Size(), length);
+    EXPECT_EQ(s.sHash(), Crc64Bitwise(text));
+    EXPECT_EQ(s.sHashi(), Crc64Bitwise(lowered));
+    EXPECT_TRUE(CStringPool::GetStringRef(U8(utf8.c_str())) == s);
+    EXPECT_TRUE(CStringPool::GetStringRefn(U8(longerUTF8.c_str()), length) == s);
+    EXPECT_TRUE(CStringPool::GetStringRefn(longer.c_str(), length) == s);
+    EXPECT_TRUE(CStringPool::GetStringRefn(units.data(), length) == s);
+    EXPECT_TRUE(CStringPool::QueryStringRefi(lowered.c_str()) == s);
+    EXPECT_TRUE(s.Verify());
+  }
+}
+
+// The scan of an ASCII text may look at whole aligned blocks around it: zeros and non-ASCII
+// characters just before its start or just after its end (or its count) change nothing.
+TEST(StringPool, WhatLiesAroundATextDoesNotChangeItsRecord) {
+  alignas(16) char16_t wide[96];
+  alignas(16) unsigned char utf8[96];
+  for (std::size_t length = 1; length <= 40; ++length) {
+    std::u16string const text = Ascii(length, 5);
+    CPPoolString const s = CStringPool::GetStringRef(text.c_str());
+    for (std::size_t at = 0; at < 16; ++at) {
+      SCOPED_TRACE(testing::Message() << "length " << length << " at " << at);
+      std::fill(std::begin(wide), std::end(wide), u'\u00C9');
+      std::fill(std::begin(utf8), std::end(utf8), 0xC3);
+      std::size_t const wideAt = at % 8;
+      if (wideAt > 0) {
+        wide[wideAt - 1] = 0;
+      }
+      if (at > 0) {
+        utf8[at - 1] = 0;
+      }
+      for (std::size_t i = 0; i < length; ++i) {
+        wide[wideAt + i] = text[i];
+        utf8[at + i] = static_cast<unsigned char>(text[i]);
+      }
+      // Counted first, with a non-ASCII character right after the count, then terminated.
+      EXPECT_TRUE(CStringPool::GetStringRefn(wide + wideAt, length) == s);
+      EXPECT_TRUE(CStringPool::GetStringRefn(utf8 + at, length) == s);
+      wide[wideAt + length] = 0;
+      utf8[at + length] = 0;
+      EXPECT_TRUE(CStringPool::GetStringRef(wide + wideAt) == s);
+      EXPECT_TRUE(CStringPool::GetStringRef(utf8 + at) == s);
+      EXPECT_TRUE(CStringPool::QueryStringRefn(wide + wideAt, length + 5) == s);
+      // A non-ASCII character inside the text is seen wherever it falls.
+      wide[wideAt + length / 2] = u'\u00E9';
+      utf8[at + length / 2] = 0x80;
+      EXPECT_EQ(CStringPool::GetStringRef(wide + wideAt).UTF8Size(), length + 1);
+      EXPECT_TRUE(CStringPool::GetStringRef(utf8 + at).isnull()) << "a lone continuation byte";
+    }
+  }
+}
+
+// A text that ends where readable memory ends (the next page inaccessible) is read no further,
+// counted or terminated, wide or UTF-8.
+TEST(StringPool, ATextAtTheEndOfReadableMemoryIsReadNoFurther) {
+  // Two readable pages, each followed by an inaccessible one: wide text, then UTF-8.
+  std::size_t const page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  char * const area = static_cast<char *>(
+      mmap(nullptr, 4 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+  ASSERT_NE(static_cast<void *>(area), MAP_FAILED);
+  ASSERT_EQ(mprotect(area + page, page, PROT_NONE), 0);
+  ASSERT_EQ(mprotect(area + 3 * page, page, PROT_NONE), 0);
+  char16_t * const wideEnd = reinterpret_cast<char16_t *>(area + page);
+  unsigned char * const utf8End = reinterpret_cast<unsigned char *>(area + 3 * page);
+  for (std::size_t length = 1; length <= 24; ++length) {
+    SCOPED_TRACE(length);
+    std::u16string const text = Ascii(length, 3);
+    CPPoolString const s = CStringPool::GetStringRef(text.c_str());
+    std::copy(text.begin(), text.end(), wideEnd - length);
+    std::copy(text.begin(), text.end(), utf8End - length);
+    EXPECT_TRUE(CStringPool::GetStringRefn(wideEnd - length, length) == s);
+    EXPECT_TRUE(CStringPool::GetStringRefn(utf8End - length, length) == s);
+    std::copy(text.begin(), text.end(), wideEnd - length - 1);
+    wideEnd[-1] = 0;
+    std::copy(text.begin(), text.end(), utf8End - length - 1);
+    utf8End[-1] = 0;
+    EXPECT_TRUE(CStringPool::GetStringRef(wideEnd - length - 1) == s);
+    EXPECT_TRUE(CStringPool::GetStringRef(utf8End - length - 1) == s);
+  }
+  munmap(area, 4 * page);
 }
 
 TEST(StringPool, TextsOfEqualHashesAndLengthAreOneRecordWhenTheirFirstTenCharactersAgree) {

@@ -1,0 +1,511 @@
+// `CXMLDoc`: the entry points of the XML reader (files, buffers, UTF-8 and 16-bit text), the tree
+// builder fed by the item reader (xmlreader.h), and the positioned error report.
+#include <cstring>
+#include <new>
+#include <string>
+
+#include <vorx/core.h>
+#include <vorx/develop.h>
+#include <vorx/files.h>
+#include <vorx/xml.h>
+
+#include "xml/xmlnode.h"
+#include "xml/xmlreader.h"
+
+namespace VORX::XML {
+
+namespace {
+
+constexpr char16_t const * kErrorTexts[] = {u"Bad file",
+                                            u"End of file",
+                                            u"Open comment",
+                                            u"Open string",
+                                            u"Open enclosure",
+                                            u"Invalid tag",
+                                            u"Bad attribute",
+                                            u"Bad escape",
+                                            u"External replacement",
+                                            u"Open CDATA section",
+                                            u"Bad data terminator",
+                                            u"Version != 1.0",
+                                            u"Unsupported encoding specified",
+                                            u"Bad character encoding",
+                                            u"Bad termination tag",
+                                            u"Mixed content",
+                                            u"Illegal character",
+                                            u"Root element missing",
+                                            u"DOM error"};
+static_assert(std::size(kErrorTexts) == 19);
+
+// A stack of handles on the library's heap (handles are one pointer and move as bytes).
+class _CHandleStack {
+public:
+  _CHandleStack() = default;
+  _CHandleStack(_CHandleStack const &) = delete;
+  _CHandleStack & operator=(_CHandleStack const &) = delete;
+  ~_CHandleStack() {
+    while (m_size > 0) {
+      Pop();
+    }
+    Core::OS::_ffree(m_items);
+  }
+  bool Push(CPXMLObject const & node) {
+    if (m_size == m_capacity) {
+      std::size_t const grown = m_capacity == 0 ? 64 : m_capacity * 2;
+      void * block = Core::OS::_frealloc(static_cast<void *>(m_items), grown * sizeof(CPXMLObject));
+      if (block == nullptr) {
+        return false;
+      }
+      m_items = static_cast<CPXMLObject *>(block);
+      m_capacity = grown;
+    }
+    new (m_items + m_size) CPXMLObject(node);
+    ++m_size;
+    return true;
+  }
+  void Pop() { m_items[--m_size].~CPXMLObject(); }
+  CPXMLObject & Top() { return m_items[m_size - 1]; }
+  bool Empty() const { return m_size == 0; }
+
+private:
+  CPXMLObject * m_items = nullptr;
+  std::size_t m_size = 0;
+  std::size_t m_capacity = 0;
+};
+
+// Builds `CPXMLObject` nodes from the reader's items. An attribute with an empty value is not
+// kept: a node holds no attribute without a value.
+class _CXMLTreeBuilder final : public _IXMLItemSink {
+public:
+  _CXMLTreeBuilder() = default;
+  _CXMLTreeBuilder(_CXMLTreeBuilder const &) = delete;
+  _CXMLTreeBuilder & operator=(_CXMLTreeBuilder const &) = delete;
+  ~_CXMLTreeBuilder() { Core::OS::_ffree(m_text); }
+
+  bool StartElement(qefWChar const * name, std::size_t length) override {
+    CPPoolString pooled;
+    CPXMLObject node;
+    if (!Pool(name, length, pooled) || !_CXMLNodeAccess::Create(node, pooled)) {
+      return false;
+    }
+    if (m_open.Empty()) {
+      root = node;
+    } else if (m_open.Top().Add(node).sIndex() != 1) {
+      return false;
+    }
+    return m_open.Push(node);
+  }
+  // Attributes and data go straight into the node record: the reader has checked the names
+  // and made the attributes unique, and the text is kept exactly as read.
+  bool Attribute(qefWChar const * name, std::size_t nameLength, qefWChar const * value,
+                 std::size_t valueLength) override {
+    if (valueLength == 0) {
+      return true;
+    }
+    CPPoolString pooledName;
+    CPPoolString pooledValue;
+    if (!Pool(name, nameLength, pooledName) || !Pool(value, valueLength, pooledValue)) {
+      return false;
+    }
+    tagXMLNODE * const node = _CXMLNodeAccess::Record(m_open.Top());
+    std::size_t const count = node->attributes.GetNItems();
+    if (!node->attributes.Put(pooledName, count)) {
+      return false;
+    }
+    if (!node->attributes.Put(pooledValue, count + 1)) {
+      node->attributes.Delete(count, true);
+      return false;
+    }
+    return true;
+  }
+  bool Data(qefWChar const * text, std::size_t length) override {
+    CPPoolString pooled;
+    if (!Pool(text, length, pooled)) {
+      return false;
+    }
+    tagXMLNODE * const node = _CXMLNodeAccess::Record(m_open.Top());
+    node->data = pooled;
+    node->state |= kXMLStateData;
+    return true;
+  }
+  bool EndElement() override {
+    m_open.Pop();
+    return true;
+  }
+
+  CPXMLObject root;
+
+private:
+  // A pooled string of `text[0..length)`; false when memory runs out.
+  bool Pool(qefWChar const * text, std::size_t length, CPPoolString & out) {
+    if (length + 1 > m_capacity) {
+      std::size_t capacity = m_capacity == 0 ? 256 : m_capacity;
+      while (capacity < length + 1) {
+        capacity *= 2;
+      }
+      void * block = Core::OS::_frealloc(m_text, capacity * sizeof(qefWChar));
+      if (block == nullptr) {
+        return false;
+      }
+      m_text = static_cast<qefWChar *>(block);
+      m_capacity = capacity;
+    }
+    std::memcpy(m_text, text, length * sizeof(qefWChar));
+    m_text[length] = 0;
+    out = CPPoolString(static_cast<qefWChar const *>(m_text));
+    return std::char_traits<char16_t>::length(static_cast<qefWChar const *>(out)) == length;
+  }
+
+  _CHandleStack m_open;
+  qefWChar * m_text = nullptr;
+  std::size_t m_capacity = 0;
+};
+
+// A bounded text being assembled for the report.
+class _CReportText {
+public:
+  static constexpr std::size_t kCapacity = 320;
+  void Add(char16_t const * text) {
+    while (*text != 0) {
+      AddUnit(*text++);
+    }
+  }
+  void AddUnit(qefWChar c) {
+    if (m_size + 1 < kCapacity) {
+      m_text[m_size++] = c;
+      m_text[m_size] = 0;
+    }
+  }
+  void AddNumber(std::uint32_t value) {
+    char16_t digits[12];
+    std::size_t n = 0;
+    do {
+      digits[n++] = char16_t(u'0' + value % 10);
+      value /= 10;
+    } while (value != 0);
+    while (n > 0) {
+      AddUnit(digits[--n]);
+    }
+  }
+  std::size_t Size() const { return m_size; }
+  void Cut(std::size_t size) {
+    m_size = size;
+    m_text[m_size] = 0;
+  }
+  qefWChar const * Text() const { return m_text; }
+
+private:
+  qefWChar m_text[kCapacity] = {};
+  std::size_t m_size = 0;
+};
+
+constexpr std::size_t kContext = 60;
+
+// "[text, Line n, Offset n]", then the 60 characters before the position ("..." first when more
+// precede them), the marker "[[*]]" and up to 60 characters after it.
+void _buildReport(qefWChar const * text, std::size_t length, std::uint32_t code,
+                  std::uint64_t position, _CReportText & report) {
+  if (position > length) {
+    position = length;
+  }
+  std::uint32_t line = 1;
+  for (std::size_t i = 0; i < position; ++i) {
+    line += text[i] == 0x000A;
+  }
+  report.Add(u"[");
+  report.Add(code < std::size(kErrorTexts) ? kErrorTexts[code] : u"");
+  report.Add(u", Line ");
+  report.AddNumber(line);
+  report.Add(u", Offset ");
+  report.AddNumber(std::uint32_t(position));
+  report.Add(u"]");
+  if (report.Size() > 128) {
+    report.Cut(128);
+  }
+  std::size_t start = 0;
+  if (position > kContext) {
+    report.Add(u"...");
+    start = std::size_t(position) - kContext;
+    if (text[start] >= 0xDC00 && text[start] <= 0xDFFF) {
+      ++start;
+    }
+  }
+  for (std::size_t i = start; i < position; ++i) {
+    report.AddUnit(text[i]);
+  }
+  report.Add(u"[[*]]");
+  std::size_t end =
+      std::size_t(position) + kContext < length ? std::size_t(position) + kContext : length;
+  if (end > position && end < length && text[end - 1] >= 0xD800 && text[end - 1] <= 0xDBFF) {
+    --end;
+  }
+  for (std::size_t i = std::size_t(position); i < end; ++i) {
+    report.AddUnit(text[i]);
+  }
+}
+
+// UTF-8 as 16-bit units (at most two per byte), counted as the reader counts positions: bytes
+// that do not decode give U+FFFD per lead byte (two units for a four-byte lead), continuation
+// bytes nothing.
+qefWChar * _wideForReport(unsigned char const * text, std::size_t length, std::size_t & units) {
+  auto * wide = static_cast<qefWChar *>(Core::OS::_falloc((2 * length + 1) * sizeof(qefWChar)));
+  units = 0;
+  if (wide == nullptr) {
+    return nullptr;
+  }
+  for (std::size_t i = 0; i < length; ++i) {
+    unsigned char const b = text[i];
+    if ((b & 0xC0) == 0x80) {
+      continue;
+    }
+    if (b < 0x80) {
+      wide[units++] = b;
+      continue;
+    }
+    std::size_t const n = b >= 0xF0 ? 4 : b >= 0xE0 ? 3 : 2;
+    std::uint32_t c = b & (n == 2 ? 0x1F : n == 3 ? 0x0F : 0x07);
+    bool ok = i + n <= length && b >= 0xC2 && b < 0xF5;
+    for (std::size_t k = 1; ok && k < n; ++k) {
+      ok = (text[i + k] & 0xC0) == 0x80;
+      c = (c << 6) | (text[i + k] & 0x3F);
+    }
+    if (n == 4) {
+      ok = ok && c >= 0x10000 && c <= 0x10FFFF;
+      wide[units++] = ok ? qefWChar(0xD800 + ((c - 0x10000) >> 10)) : qefWChar(0xFFFD);
+      wide[units++] = ok ? qefWChar(0xDC00 + ((c - 0x10000) & 0x3FF)) : qefWChar(0xFFFD);
+    } else {
+      wide[units++] = ok ? qefWChar(c) : qefWChar(0xFFFD);
+    }
+  }
+  wide[units] = 0;
+  return wide;
+}
+
+void _swapUnits(std::uint8_t * bytes) {
+  for (;; bytes += 2) {
+    std::swap(bytes[0], bytes[1]);
+    if (bytes[0] == 0 && bytes[1] == 0) {
+      return;
+    }
+  }
+}
+
+constexpr bool _isBlankByte(std::uint8_t b) {
+  return b == 0x9 || b == 0xA || b == 0xD || b == 0x20;
+}
+
+enum class eTextForm { Refuse, UTF8, Units, SwapUnits };
+
+// The text form of a zero-terminated block (at least two bytes): the choice of a file, with the
+// two further refusals of a buffer when `buffer` is set.
+eTextForm _detect(std::uint8_t const * b, bool buffer) {
+  std::uint16_t first;
+  std::uint16_t second;
+  std::memcpy(&first, b, 2);
+  std::memcpy(&second, b + 2, 2);
+  if (buffer && b[0] == 0 && b[1] == 0) {
+    return eTextForm::Refuse;
+  }
+  if (b[0] == 0 && (b[1] == '<' || _isBlankByte(b[1]))) {
+    return eTextForm::SwapUnits;
+  }
+  if (buffer && b[0] == 0) {
+    return eTextForm::Refuse;
+  }
+  if (first == 0xFEFF) {
+    return second == 0 ? eTextForm::Refuse : eTextForm::Units;
+  }
+  if (first == 0xFFFE) {
+    return eTextForm::SwapUnits;
+  }
+  if (b[1] == 0 && (b[0] == '<' || _isBlankByte(b[0]))) {
+    return eTextForm::Units;
+  }
+  return eTextForm::UTF8;
+}
+
+} // namespace
+
+CXMLDoc::CXMLDoc() = default;
+CXMLDoc::CXMLDoc(CXMLDoc const &) = default;
+CXMLDoc & CXMLDoc::operator=(CXMLDoc const &) = default;
+CXMLDoc::~CXMLDoc() = default;
+
+void CXMLDoc::Close() {
+  m_errorText = Buffers::CPPlainMemory();
+  m_errorPosition = 0;
+  m_errorCode = kXMLNoError;
+  m_root = CPXMLObject();
+}
+
+CPXMLObject & CXMLDoc::GetRootElement() {
+  return m_root;
+}
+
+std::uint32_t CXMLDoc::GetErrorInfo(std::uint64_t * position, String::CQEFWChar * text) {
+  if (position != nullptr) {
+    *position = m_errorPosition;
+  }
+  if (text != nullptr) {
+    if (m_errorText.GetMemorySize() != 0) {
+      *text = static_cast<qefWChar const *>(static_cast<void const *>(m_errorText));
+    } else {
+      *text = m_errorCode == kXMLErrBadFile ? u"Bad file or bad encoding" : u"";
+    }
+  }
+  return m_errorCode;
+}
+
+bool CXMLDoc::_setErrorText(qefWChar const * text) {
+  std::size_t length = 0;
+  while (text[length] != 0) {
+    ++length;
+  }
+  Buffers::CPPlainMemory block;
+  if (!block.Alloc((length + 1) * sizeof(qefWChar))) {
+    return false;
+  }
+  std::memcpy(static_cast<void *>(block), text, (length + 1) * sizeof(qefWChar));
+  m_errorText = block;
+  return true;
+}
+
+void CXMLDoc::_report(qefWChar const * wide, std::size_t length) {
+  _CReportText report;
+  if (wide != nullptr) {
+    _buildReport(wide, length, m_errorCode, m_errorPosition, report);
+  }
+  _setErrorText(report.Text());
+  Develop::_logWrite(qefDL_Warning, u"VORX", "xmldoc", __LINE__, u"XML parsing error %ls",
+                     report.Text());
+}
+
+bool CXMLDoc::OpenDocText(unsigned char const * text) {
+  Close();
+  if (text == nullptr || text[0] == 0) {
+    m_errorCode = kXMLErrBadFile;
+    return false;
+  }
+  std::size_t const length = std::strlen(reinterpret_cast<char const *>(text));
+  std::uint32_t first = 0;
+  unsigned char const * probe = text;
+  if (!String::utf8_qefW32(&first, probe)) {
+    m_errorCode = kXMLErrBadEncoding;
+    _setErrorText(u"Offset: 0, Illegal UTF8 character");
+    Develop::_logWrite(qefDL_Warning, u"VORX", "xmldoc", __LINE__, u"XML parsing error %ls",
+                       u"Offset: 0, Illegal UTF8 character");
+    return false;
+  }
+  _CXMLTreeBuilder builder;
+  tagXMLREADRESULT const result = _XMLReadDocument(text, length, builder);
+  if (result.code == kXMLNoError) {
+    m_root = builder.root;
+    return true;
+  }
+  m_errorCode = result.code;
+  m_errorPosition = result.position;
+  std::size_t units = 0;
+  qefWChar * const wide = _wideForReport(text, length, units);
+  _report(wide, units);
+  Core::OS::_ffree(wide);
+  return false;
+}
+
+bool CXMLDoc::OpenDocText(std::uint16_t const * text) {
+  Close();
+  if (text == nullptr || text[0] == 0) {
+    m_errorCode = kXMLErrBadFile;
+    return false;
+  }
+  std::size_t length = 0;
+  while (text[length] != 0) {
+    ++length;
+  }
+  _CXMLTreeBuilder builder;
+  tagXMLREADRESULT const result = _XMLReadDocument(text, length, builder);
+  if (result.code == kXMLNoError) {
+    m_root = builder.root;
+    return true;
+  }
+  m_errorCode = result.code;
+  m_errorPosition = result.position;
+  _report(reinterpret_cast<qefWChar const *>(text), length);
+  return false;
+}
+
+bool CXMLDoc::OpenDocText(qefWChar const * text) {
+  return OpenDocText(reinterpret_cast<std::uint16_t const *>(text));
+}
+
+bool CXMLDoc::_openForm(void * data, bool buffer, eXMLEncoding encoding) {
+  auto * const bytes = static_cast<std::uint8_t *>(data);
+  eTextForm form;
+  switch (encoding) {
+  case eXMLEncodingUTF8:
+    form = eTextForm::UTF8;
+    break;
+  case eXMLEncodingUTF16:
+  case eXMLEncodingRaw16:
+    form = eTextForm::Units;
+    break;
+  default:
+    form = _detect(bytes, buffer);
+    break;
+  }
+  switch (form) {
+  case eTextForm::Refuse:
+    return false;
+  case eTextForm::SwapUnits:
+    _swapUnits(bytes);
+    return OpenDocText(static_cast<std::uint16_t const *>(data));
+  case eTextForm::Units:
+    return OpenDocText(static_cast<std::uint16_t const *>(data));
+  case eTextForm::UTF8:
+  default:
+    return OpenDocText(static_cast<unsigned char const *>(data));
+  }
+}
+
+bool CXMLDoc::OpenDocText(void * data, std::uint64_t size) {
+  m_errorCode = kXMLErrBadFile;
+  if (data == nullptr || size < 4) {
+    return false;
+  }
+  return _openForm(data, true, eXMLEncodingAuto);
+}
+
+bool CXMLDoc::OpenDocFile(qefWChar const * path, eXMLEncoding encoding) {
+  Close();
+  m_errorCode = kXMLErrBadFile;
+  if (path == nullptr || !Files::OS::_TestFileExists(path)) {
+    return false;
+  }
+  Files::OS::CFile file;
+  if (!file.Open(path, Files::OS::eFileAccessShareRead, Files::OS::eOpenFileExisting)) {
+    return false;
+  }
+  std::uint64_t const size = file.GetSize();
+  if (size >= (std::uint64_t(1) << 32)) {
+    return false;
+  }
+  auto * const block = static_cast<std::uint8_t *>(Core::OS::_falloc(std::size_t(size) + 4));
+  if (block == nullptr) {
+    return false;
+  }
+  std::uint32_t done = 0;
+  bool const read = size == 0 || (file.Read(block, std::uint32_t(size), &done) && done == size);
+  file.Close();
+  block[size] = 0;
+  block[size + 1] = 0;
+  block[size + 2] = 0;
+  block[size + 3] = 0;
+  bool result = false;
+  m_errorCode = kXMLErrBadFile;
+  if (read && size >= 2) {
+    result = _openForm(block, false, encoding);
+  }
+  Core::OS::_ffree(block);
+  return result;
+}
+
+} // namespace VORX::XML

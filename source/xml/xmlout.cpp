@@ -1,0 +1,463 @@
+// The XML writers (see xmlout.h) and the two `CPXMLObject::Write` entry points.
+#include "xml/xmlout.h"
+
+#include <cstring>
+#include <string>
+
+#include <vorx/core.h>
+
+#include "xml/xmlnode.h"
+
+namespace VORX::XML {
+
+namespace {
+
+constexpr char16_t kDeclarationUTF8[] = u"<?xml version=\"1.0\" encoding=\"UTF-8\"?>";
+constexpr char16_t kDeclarationUTF16[] = u"<?xml version=\"1.0\" encoding=\"UTF-16\"?>";
+// Exists beside the other two; no encoding selects it.
+[[maybe_unused]] constexpr char16_t kDeclarationUTF32[] =
+    u"<?xml version=\"1.0\" encoding=\"UTF-32\"?>";
+
+template <std::size_t N> bool _write(_IXMLOut & out, char16_t const (&text)[N]) {
+  return out.Write(text, N - 1);
+}
+// The number of 16-bit units of a pooled text (its `len` counts characters).
+std::uint64_t _units(CPPoolString const & text) {
+  return std::char_traits<char16_t>::length(static_cast<qefWChar const *>(text));
+}
+bool _write(_IXMLOut & out, CPPoolString const & text) {
+  return out.Write(static_cast<qefWChar const *>(text), _units(text));
+}
+
+constexpr bool _isBlank(qefWChar c) {
+  return c == 0x9 || c == 0xA || c == 0xD || c == 0x20;
+}
+constexpr bool _isSpecial(qefWChar c) {
+  return c == '&' || c == '<' || c == '>' || c == '"' || c == '\'';
+}
+
+// Data that would not read back as it stands is written as CDATA.
+bool _needsProtection(qefWChar const * data, std::uint64_t length) {
+  if (length == 0) {
+    return false;
+  }
+  if (_isBlank(data[0]) || _isBlank(data[length - 1])) {
+    return true;
+  }
+  for (std::uint64_t i = 0; i < length; ++i) {
+    if (_isSpecial(data[i]) || (i > 0 && _isBlank(data[i]) && _isBlank(data[i - 1]))) {
+      return true;
+    }
+  }
+  return false;
+}
+
+bool _writeData(_IXMLOut & out, CPPoolString const & data) {
+  qefWChar const * const text = data;
+  std::uint64_t const length = _units(data);
+  if (!_needsProtection(text, length)) {
+    return out.Write(text, length);
+  }
+  std::uint64_t start = 0;
+  for (std::uint64_t i = 0; i + 2 < length; ++i) {
+    if (text[i] == ']' && text[i + 1] == ']' && text[i + 2] == '>') {
+      if (!_write(out, u"<![CDATA[") || !out.Write(text + start, i + 2 - start) ||
+          !_write(out, u"]]>")) {
+        return false;
+      }
+      start = i + 2;
+    }
+  }
+  return _write(out, u"<![CDATA[") && out.Write(text + start, length - start) &&
+         _write(out, u"]]>");
+}
+
+bool _writeAttributeValue(_IXMLOut & out, CPPoolString const & value) {
+  qefWChar const * const text = value;
+  std::uint64_t const length = _units(value);
+  std::uint64_t start = 0;
+  for (std::uint64_t i = 0; i < length; ++i) {
+    char16_t const * entity = nullptr;
+    std::uint64_t size = 0;
+    switch (text[i]) {
+    case '&':
+      entity = u"&amp;";
+      size = 5;
+      break;
+    case '<':
+      entity = u"&lt;";
+      size = 4;
+      break;
+    case '>':
+      entity = u"&gt;";
+      size = 4;
+      break;
+    case '"':
+      entity = u"&quot;";
+      size = 6;
+      break;
+    case '\'':
+      entity = u"&apos;";
+      size = 6;
+      break;
+    default:
+      continue;
+    }
+    if (!out.Write(text + start, i - start) || !out.Write(entity, size)) {
+      return false;
+    }
+    start = i + 1;
+  }
+  return out.Write(text + start, length - start);
+}
+
+// One open element of the serialiser's walk.
+struct tagWRITEFRAME {
+  tagXMLNODE const * node;
+  std::size_t next; // next child to write
+  bool container;   // a "<" name: only the children are written
+};
+
+} // namespace
+
+char16_t const _CXMLOut::kSpaces[64] = {
+    u' ', u' ', u' ', u' ', u' ', u' ', u' ', u' ', u' ', u' ', u' ', u' ', u' ', u' ', u' ', u' ',
+    u' ', u' ', u' ', u' ', u' ', u' ', u' ', u' ', u' ', u' ', u' ', u' ', u' ', u' ', u' ', u' ',
+    u' ', u' ', u' ', u' ', u' ', u' ', u' ', u' ', u' ', u' ', u' ', u' ', u' ', u' ', u' ', u' ',
+    u' ', u' ', u' ', u' ', u' ', u' ', u' ', u' ', u' ', u' ', u' ', u' ', u' ', u' ', u' ', u' '};
+
+_CXMLOut::_CXMLOut() : m_buffer(static_cast<std::uint8_t *>(Core::OS::_falloc(kBufferSize))) {}
+
+_CXMLOut::~_CXMLOut() {
+  Core::OS::_ffree(m_buffer);
+}
+
+bool _CXMLOut::Begin(eXMLEncoding encoding, bool indent) {
+  if (m_buffer == nullptr || encoding < 1 || encoding > 3) {
+    m_failed = true;
+    return false;
+  }
+  m_indent = indent;
+  m_pendingIndent = indent;
+  m_depth = 0;
+  m_encoding = encoding;
+  m_free = kBufferSize;
+  bool const ok = encoding == eXMLEncodingUTF8 ? _write(*this, kDeclarationUTF8)
+                                               : _write(*this, kDeclarationUTF16);
+  if (ok && NewLine()) {
+    m_failed = false;
+    return true;
+  }
+  m_failed = true;
+  return false;
+}
+
+bool _CXMLOut::Write(qefWChar const * text, std::uint64_t count) {
+  if (m_pendingIndent) {
+    m_pendingIndent = false;
+    if (m_indent) {
+      for (std::uint64_t spaces = m_depth * 2; spaces > 0;) {
+        std::uint64_t const piece = spaces < 64 ? spaces : 64;
+        if (!Encode(kSpaces, piece)) {
+          return false;
+        }
+        spaces -= piece;
+      }
+    }
+  }
+  return Encode(text, count);
+}
+
+bool _CXMLOut::NewLine() {
+  if (!m_indent) {
+    return true;
+  }
+  bool const ok = Write(u"\r\n", 2);
+  m_pendingIndent = true;
+  return ok;
+}
+
+bool _CXMLOut::Put(void const * bytes, std::size_t count) {
+  auto const * from = static_cast<std::uint8_t const *>(bytes);
+  while (count > 0) {
+    if (m_free == 0 && !Flush()) {
+      return false;
+    }
+    std::size_t const piece = count < m_free ? count : m_free;
+    std::memcpy(m_buffer + (kBufferSize - m_free), from, piece);
+    m_free -= piece;
+    from += piece;
+    count -= piece;
+  }
+  return true;
+}
+
+bool _CXMLOut::Encode(qefWChar const * text, std::uint64_t count) {
+  if (m_encoding == eXMLEncodingRaw16) {
+    return Put(text, std::size_t(count) * sizeof(qefWChar));
+  }
+  for (std::uint64_t i = 0; i < count; ++i) {
+    std::uint32_t u = text[i];
+    if (u >= 0xD800 && u <= 0xDFFF) {
+      // Pairs are not combined: a high surrogate must be followed by a unit of at least 0xDBFF,
+      // and the pair is written as the one character 0x00 or 0x01; on purpose.
+      if (u > 0xDBFF || i + 1 >= count || text[i + 1] < 0xDBFF) {
+        return false;
+      }
+      u = ((u & 0x3FF) == 0 && (text[i + 1] & 0x3FF) == 0) ? 0 : 1;
+      ++i;
+    }
+    if (m_encoding == eXMLEncodingUTF16) {
+      std::uint16_t const unit = std::uint16_t(u);
+      if (!Put(&unit, 2)) {
+        return false;
+      }
+      continue;
+    }
+    std::uint8_t bytes[3];
+    std::size_t n;
+    if (u < 0x80) {
+      bytes[0] = std::uint8_t(u);
+      n = 1;
+    } else if (u < 0x800) {
+      bytes[0] = std::uint8_t(0xC0 | (u >> 6));
+      bytes[1] = std::uint8_t(0x80 | (u & 0x3F));
+      n = 2;
+    } else {
+      bytes[0] = std::uint8_t(0xE0 | (u >> 12));
+      bytes[1] = std::uint8_t(0x80 | ((u >> 6) & 0x3F));
+      bytes[2] = std::uint8_t(0x80 | (u & 0x3F));
+      n = 3;
+    }
+    if (!Put(bytes, n)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+_CFileOut::_CFileOut(qefWChar const * path) : m_path(path) {}
+
+_CFileOut::~_CFileOut() {
+  if (m_file) {
+    Close(true);
+  }
+}
+
+bool _CFileOut::Open() {
+  return m_file.Open(m_path, Files::OS::eFileAccessWrite, static_cast<Files::OS::eOpenFileOptions>(7));
+}
+
+bool _CFileOut::Flush() {
+  std::size_t const used = Used();
+  if (used == 0) {
+    return true;
+  }
+  std::uint32_t done = 0;
+  if (!m_file.Write(Buffer(), std::uint32_t(used), &done) || done != used) {
+    return false;
+  }
+  MarkEmpty();
+  return true;
+}
+
+void _CFileOut::Close(bool remove) {
+  m_file.Close();
+  if (remove) {
+    Files::OS::_DeleteFile(m_path);
+  }
+}
+
+_CMemOut::~_CMemOut() {
+  Release();
+}
+
+void _CMemOut::Release() {
+  while (m_first != nullptr) {
+    tagCHUNK * const next = m_first->next;
+    Core::OS::_ffree(m_first);
+    m_first = next;
+  }
+  m_current = nullptr;
+  m_fill = 0;
+}
+
+bool _CMemOut::Flush() {
+  std::uint8_t const * from = Buffer();
+  std::size_t left = Used();
+  while (left > 0) {
+    if (m_current == nullptr || m_fill == kBufferSize) {
+      auto * const chunk = static_cast<tagCHUNK *>(Core::OS::_falloc(sizeof(tagCHUNK)));
+      if (chunk == nullptr) {
+        return false;
+      }
+      chunk->next = nullptr;
+      (m_current != nullptr ? m_current->next : m_first) = chunk;
+      m_current = chunk;
+      m_fill = 0;
+    }
+    std::size_t const piece = left < kBufferSize - m_fill ? left : kBufferSize - m_fill;
+    std::memcpy(m_current->bytes + m_fill, from, piece);
+    m_fill += piece;
+    from += piece;
+    left -= piece;
+  }
+  MarkEmpty();
+  return true;
+}
+
+bool _CMemOut::Finish(Buffers::CPPlainMemory & out) {
+  qefWChar const zero = 0;
+  if (Failed() || !Write(&zero, 1) || !Flush()) {
+    Release();
+    return false;
+  }
+  std::size_t total = 0;
+  for (tagCHUNK const * c = m_first; c != nullptr; c = c->next) {
+    total += c == m_current ? m_fill : kBufferSize;
+  }
+  Buffers::CPPlainMemory joined;
+  if (!joined.Alloc(total)) {
+    Release();
+    return false;
+  }
+  auto * to = static_cast<std::uint8_t *>(static_cast<void *>(joined));
+  for (tagCHUNK const * c = m_first; c != nullptr; c = c->next) {
+    std::size_t const size = c == m_current ? m_fill : kBufferSize;
+    std::memcpy(to, c->bytes, size);
+    to += size;
+  }
+  Release();
+  out = joined;
+  return true;
+}
+
+bool _XMLWriteElement(_IXMLOut & out, CPXMLObject const & root) {
+  struct tagSTACK {
+    tagWRITEFRAME * frames = nullptr;
+    std::size_t size = 0;
+    std::size_t capacity = 0;
+    ~tagSTACK() { Core::OS::_ffree(frames); }
+    bool Push(tagWRITEFRAME frame) {
+      if (size == capacity) {
+        std::size_t const grown = capacity == 0 ? 32 : capacity * 2;
+        void * block = Core::OS::_frealloc(frames, grown * sizeof(tagWRITEFRAME));
+        if (block == nullptr) {
+          return false;
+        }
+        frames = static_cast<tagWRITEFRAME *>(block);
+        capacity = grown;
+      }
+      frames[size++] = frame;
+      return true;
+    }
+  } stack;
+
+  // Opens `node`: writes what comes before its children and pushes it when it has a child
+  // phase.
+  auto open = [&](tagXMLNODE const * node) -> bool {
+    if (node == nullptr || node->name.len() == 0) {
+      return false;
+    }
+    if (node->state == kXMLStatePI) {
+      if (node->data.len() == 0) {
+        return false;
+      }
+      return _write(out, u"<?") && _write(out, node->name) && _write(out, u" ") &&
+             _write(out, node->data) && _write(out, u"?>");
+    }
+    if (static_cast<qefWChar const *>(node->name)[0] == '<') {
+      return stack.Push({node, 0, true});
+    }
+    if (!_write(out, u"<") || !_write(out, node->name)) {
+      return false;
+    }
+    std::size_t const pairs = node->attributes.GetNItems();
+    CPPoolString const * const attributes = node->attributes.items();
+    for (std::size_t i = 0; i + 1 < pairs; i += 2) {
+      if (!_write(out, u" ") || !_write(out, attributes[i]) || !_write(out, u"=\"") ||
+          !_writeAttributeValue(out, attributes[i + 1]) || !_write(out, u"\"")) {
+        return false;
+      }
+    }
+    switch (node->state) {
+    case kXMLStateEmpty:
+      return _write(out, u"/>") && out.NewLine();
+    case kXMLStateData:
+      return _write(out, u">") && _writeData(out, node->data) && _write(out, u"</") &&
+             _write(out, node->name) && _write(out, u">") && out.NewLine();
+    case kXMLStateElements:
+      if (!_write(out, u">") || !out.NewLine()) {
+        return false;
+      }
+      out.IndentIn();
+      return stack.Push({node, 0, false});
+    default:
+      return false; // mixed content cannot be written
+    }
+  };
+
+  if (!open(CPXMLObject(root).IsDefault() && _CXMLNodeAccess::Record(root) == nullptr
+                ? nullptr
+                : _CXMLNodeAccess::Record(root))) {
+    return false;
+  }
+  while (stack.size > 0) {
+    tagWRITEFRAME & frame = stack.frames[stack.size - 1];
+    std::size_t const count = frame.node->elements.GetNItems();
+    if (frame.next < count) {
+      CPXMLObject const & child = frame.node->elements.items()[frame.next++];
+      if (!open(_CXMLNodeAccess::Record(child))) {
+        return false;
+      }
+      continue;
+    }
+    tagXMLNODE const * const node = frame.node;
+    bool const container = frame.container;
+    --stack.size;
+    if (!container) {
+      out.IndentOut();
+      if (!_write(out, u"</") || !_write(out, node->name) || !_write(out, u">") || !out.NewLine()) {
+        return false;
+      }
+    }
+  }
+  return true;
+}
+
+bool CPXMLObject::Write(qefWChar const * path, eXMLEncoding encoding, bool indent) const {
+  if (_node() == nullptr || path == nullptr) {
+    return false;
+  }
+  _CFileOut out(path);
+  if (!out.Open()) {
+    return false;
+  }
+  if (!out.Begin(encoding == eXMLEncodingAuto ? eXMLEncodingUTF8 : encoding, indent)) {
+    out.Close(false); // the opened, empty file stays
+    return false;
+  }
+  bool const written = _XMLWriteElement(out, *this);
+  bool const flushed = written && !out.Failed() && out.Flush();
+  out.Close(!flushed);
+  // Note: true exactly when the serialiser failed, false after a complete write; on purpose.
+  return !written;
+}
+
+bool CPXMLObject::Write(Buffers::CPPlainMemory & out, eXMLEncoding encoding, bool indent) const {
+  out = Buffers::CPPlainMemory();
+  if (_node() == nullptr) {
+    return false;
+  }
+  _CMemOut writer;
+  if (!writer.Begin(encoding == eXMLEncodingAuto ? eXMLEncodingUTF8 : encoding, indent)) {
+    return false;
+  }
+  if (!_XMLWriteElement(writer, *this)) {
+    return false;
+  }
+  writer.Finish(out);
+  return true;
+}
+
+} // namespace VORX::XML
