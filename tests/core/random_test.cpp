@@ -15,30 +15,22 @@ using namespace VORX::Develop;
 namespace {
 
 // A `std::mt19937` holding the state its seeding gives, set back to the start of that state, so
-// that it draws the seeded words tempered and untwisted (through its stream form: the 624 words,
-// then the position).
+// that it draws the seeded words tempered and untwisted (its stream form is the 624 words, then
+// the position).
 std::mt19937 SeededUntwisted(std::uint32_t seed) {
-  std::mt19937 engine(seed);
-  std::stringstream words;
-  words << engine;
-  std::vector<std::uint32_t> state(624);
-  for (std::uint32_t & word : state) {
-    words >> word;
-  }
-  std::stringstream rewound;
-  for (std::uint32_t word : state) {
-    rewound << word << ' ';
-  }
-  rewound << 0;
-  rewound >> engine;
+  std::ostringstream words;
+  words << std::mt19937(seed);
+  std::string text = words.str();
+  text.replace(text.rfind(' ') + 1, std::string::npos, "0");
+  std::mt19937 engine;
+  std::istringstream(text) >> engine;
   return engine;
 }
 
 } // namespace
 
 TEST(BitCount64, CountsSetBits) {
-  static_assert(bitcount64(0xFFFFFFFFFFFFFFFFull) == 64);
-  static_assert(bitcount64(0) == 0 && bitcount64(0x8000000000000000ull) == 1);
+  static_assert(bitcount64(0xFFFFFFFFFFFFFFFFull) == 64 && bitcount64(0) == 0);
   static_assert(bitcount64(0x0123456789ABCDEFull) == 32 && bitcount64(~1ull) == 63);
   std::mt19937_64 values(42);
   for (int i = 0; i < 10000; ++i) {
@@ -82,21 +74,10 @@ TEST(MTRandom, LaterRoundsFollowTheLibrarysRegeneration) {
     std::uint32_t seed;
     int draw;
     std::uint32_t value;
-  } const rows[] = {{5489, 0, 46662977u},
-                    {5489, 623, 1848438282u},
-                    {5489, 624, 772166064u},
-                    {5489, 625, 3694752794u},
-                    {5489, 626, 427167746u},
-                    {5489, 1247, 776136547u},
-                    {5489, 1248, 2097113030u},
-                    {5489, 1999, 3132445400u},
-                    {0, 0, 0u},
-                    {0, 1, 4194449u},
-                    {0, 624, 2357136044u},
-                    {0, 999, 3224851485u},
-                    {0xFFFFFFFF, 0, 1876958200u},
-                    {0xFFFFFFFF, 624, 3865674575u},
-                    {0xFFFFFFFF, 699, 2693048931u}};
+  } const rows[] = {
+      {5489, 624, 772166064u},   {5489, 625, 3694752794u},       {5489, 1247, 776136547u},
+      {5489, 1248, 2097113030u}, {5489, 1999, 3132445400u},      {0, 624, 2357136044u},
+      {0, 999, 3224851485u},     {0xFFFFFFFF, 624, 3865674575u}, {0xFFFFFFFF, 699, 2693048931u}};
   for (Row const & row : rows) {
     CMTRandom generator;
     generator.seed(row.seed);
@@ -143,11 +124,6 @@ TEST(SharedRandom, DrawsTheSequenceOfItsSeed) {
   }
   _randomSeed(0xFFFFFFFF);
   EXPECT_DOUBLE_EQ(_drandom(2.0), 1876958200.0 * (2.0 / 4294967295.0));
-  for (int i = 0; i < 1000; ++i) {
-    double const value = _drandom(0.5);
-    ASSERT_GE(value, 0.0);
-    ASSERT_LE(value, 0.5);
-  }
 }
 
 class SharedRandomThreads : public testing::TestWithParam<int> {};
@@ -170,18 +146,15 @@ TEST_P(SharedRandomThreads, ShareOneSequenceWithoutLoss) {
       }
     });
   }
-  for (std::thread & worker : workers) {
-    worker.join();
-  }
-  std::vector<std::uint32_t> all;
-  for (auto const & values : drawn) {
-    all.insert(all.end(), values.begin(), values.end());
-  }
+  std::vector<std::uint32_t> all, expected;
   CMTRandom reference;
   reference.seed(77);
-  std::vector<std::uint32_t> expected(all.size());
-  for (std::uint32_t & value : expected) {
-    value = reference.rnd();
+  for (std::size_t t = 0; t < drawn.size(); ++t) {
+    workers[t].join();
+    all.insert(all.end(), drawn[t].begin(), drawn[t].end());
+    for (int i = 0; i < kPerThread; ++i) {
+      expected.push_back(reference.rnd());
+    }
   }
   std::sort(all.begin(), all.end());
   std::sort(expected.begin(), expected.end());

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/diagnostics_capture.h"
 #include "support/memory_hooks.h"
 
 using namespace VORX::String;
@@ -26,14 +27,12 @@ TEST(PooledString, ConstructsFromEverySource) {
       {"signed 32", CPPoolString(std::int32_t{-2147483647 - 1}), u"-2147483648"},
       // The 64-bit forms keep the low 32 bits only.
       {"unsigned 64", CPPoolString(std::uint64_t{4294967296}), u"0"},
-      {"unsigned 64 + 1", CPPoolString(std::uint64_t{4294967297}), u"1"},
       {"signed 64", CPPoolString(std::int64_t{0x1FFFFFFFF}), u"-1"},
       {"long long", CPPoolString(-3LL), u"-3"},
       {"unsigned long long", CPPoolString(0x100000005ULL), u"5"},
       {"ANSI", CPPoolString("plain"), u"plain"},
       {"UTF-8", CPPoolString(reinterpret_cast<unsigned char const *>("\xC3\xA9t\xC3\xA9")),
        u"\u00E9t\u00E9"},
-      {"wide", CPPoolString(u"wide"), u"wide"},
       {"true", CPPoolString(true), u"true"},
       {"false", CPPoolString(false), u"false"},
   };
@@ -56,11 +55,11 @@ TEST(PooledString, ConstructsFromEverySource) {
   EXPECT_EQ(Text(s), u"u8");
 }
 
-TEST(PooledString, NullAndEmptyAreDistinctAndNeverCounted) {
+TEST(PooledString, StaticRecordsAreDistinctFromThePoolsAndNeverCounted) {
   CPPoolString const none;
-  CPPoolString const noText(static_cast<qefWChar const *>(nullptr));
   CPPoolString const empty(u"");
-  EXPECT_TRUE(none.isnull() && noText.isnull() && none == CPPoolString::pnull);
+  EXPECT_TRUE(none.isnull() && none == CPPoolString::pnull);
+  EXPECT_TRUE(CPPoolString(static_cast<qefWChar const *>(nullptr)).isnull());
   EXPECT_FALSE(static_cast<bool>(none));
   EXPECT_TRUE(empty.isempty() && empty == CPPoolString::pempty);
   EXPECT_TRUE(static_cast<bool>(empty)) << "the empty string is true";
@@ -68,23 +67,17 @@ TEST(PooledString, NullAndEmptyAreDistinctAndNeverCounted) {
   EXPECT_TRUE(CPPoolString(u"x").isdef());
   EXPECT_EQ(Text(none), u"");
   EXPECT_EQ(Text(empty), u"");
-  EXPECT_EQ(none.lockcnt(), 0u);
-  EXPECT_EQ(empty.lockcnt(), 0u);
-  EXPECT_EQ(std::string(reinterpret_cast<char const *>(static_cast<unsigned char const *>(none))),
-            "");
-}
-
-TEST(PooledString, TrueAndFalseAreStaticRecordsOutsideThePool) {
+  EXPECT_EQ(none.lockcnt() + empty.lockcnt(), 0u);
+  EXPECT_STREQ(reinterpret_cast<char const *>(static_cast<unsigned char const *>(none)), "");
+  // "true" and "false" are static records too: equal in text and hashes to the pool's.
   CPPoolString const interned(u"true");
   EXPECT_FALSE(CPPoolString(true) == interned);
+  EXPECT_TRUE(CStringPool::GetStringRef(u"true") == interned);
   EXPECT_EQ(CPPoolString(true).cmp(u"true"), 0);
   EXPECT_EQ(CPPoolString(true).cmp(interned), 0);
   EXPECT_EQ(CPPoolString::ptrue.sHash(), interned.sHash());
   EXPECT_EQ(CPPoolString::pfalse.sHashi(), CPPoolString(u"FALSE").sHashi());
-  EXPECT_EQ(CPPoolString::pfalse.len(), 5u);
-  EXPECT_EQ(CPPoolString::pfalse.UTF8Size(), 5u);
-  EXPECT_TRUE(CPPoolString(true) == CPPoolString::ptrue);
-  EXPECT_TRUE(CStringPool::GetStringRef(u"true") == interned);
+  EXPECT_EQ(CPPoolString::pfalse.len() + CPPoolString::pfalse.UTF8Size(), 10u);
 }
 
 TEST(PooledString, CopiesCountAndTransferDoesNot) {
@@ -104,52 +97,34 @@ TEST(PooledString, CopiesCountAndTransferDoesNot) {
   EXPECT_TRUE(target.isnull());
   EXPECT_EQ(moved.lockcnt(), base);
   moved.free();
-  EXPECT_TRUE(moved.isnull());
   moved.free();
   EXPECT_TRUE(moved.isnull());
-  EXPECT_EQ(CPPoolString::GetTypeID(), CPPoolString(u"x").CPObjectMemory::GetTypeID());
+}
+
+int Sign(int value) {
+  return (value > 0) - (value < 0);
 }
 
 TEST(PooledString, ComparesWithEitherArgumentForm) {
   CPPoolString const abc(u"abc");
-  struct Row {
-    char const * label;
-    int (CPPoolString::*ofString)(CPPoolString const &) const;
-    int (CPPoolString::*ofText)(qefWChar const *) const;
-    char16_t const * argument;
-    int expected;
+  // `compare` is called with the text, then with its pooled string (whose results need only
+  // agree in sign).
+  auto check = [](char const * label, auto compare,
+                  std::initializer_list<std::pair<char16_t const *, int>> cases) {
+    for (auto const & [argument, expected] : cases) {
+      EXPECT_EQ(compare(argument), expected) << label << " " << vorx::test::Narrow(argument);
+      EXPECT_EQ(Sign(compare(CPPoolString(argument))), Sign(expected)) << label << " (pooled)";
+    }
   };
-  Row const rows[] = {
-      {"cmp equal", &CPPoolString::cmp, &CPPoolString::cmp, u"abc", 0},
-      {"cmp below", &CPPoolString::cmp, &CPPoolString::cmp, u"abd", -1},
-      {"cmp above", &CPPoolString::cmp, &CPPoolString::cmp, u"ab", 1},
-      {"cmpi", &CPPoolString::cmpi, &CPPoolString::cmpi, u"ABC", 0},
-      {"cmpi below", &CPPoolString::cmpi, &CPPoolString::cmpi, u"ABD", u'c' - u'd'},
-      {"cmpp longer prefix", &CPPoolString::cmpp, &CPPoolString::cmpp, u"abcd", -1},
-      {"cmpp prefix", &CPPoolString::cmpp, &CPPoolString::cmpp, u"ab", 0},
-      {"cmpp not a prefix", &CPPoolString::cmpp, &CPPoolString::cmpp, u"b", -1},
-      {"cmppi", &CPPoolString::cmppi, &CPPoolString::cmppi, u"AB", 0},
-      {"cmp_p suffix", &CPPoolString::cmp_p, &CPPoolString::cmp_p, u"bc", 0},
-      {"cmp_p longer", &CPPoolString::cmp_p, &CPPoolString::cmp_p, u"zabc", -1},
-      {"cmp_p not a suffix", &CPPoolString::cmp_p, &CPPoolString::cmp_p, u"bb", 1},
-      {"cmp_pi", &CPPoolString::cmp_pi, &CPPoolString::cmp_pi, u"BC", 0},
-      {"cmp_p whole", &CPPoolString::cmp_p, &CPPoolString::cmp_p, u"abc", 0},
-  };
-  for (Row const & row : rows) {
-    EXPECT_EQ((abc.*row.ofText)(row.argument), row.expected) << row.label << " (text)";
-    int const ofString = (abc.*row.ofString)(CPPoolString(row.argument));
-    EXPECT_EQ(ofString < 0   ? -1
-              : ofString > 0 ? 1
-                             : 0,
-              row.expected < 0   ? -1
-              : row.expected > 0 ? 1
-                                 : 0)
-        << row.label << " (pooled)";
-  }
+  check("cmp", [&](auto a) { return abc.cmp(a); }, {{u"abc", 0}, {u"abd", -1}, {u"ab", 1}});
+  check("cmpi", [&](auto a) { return abc.cmpi(a); }, {{u"ABC", 0}, {u"ABD", -1}});
+  check("cmpp", [&](auto a) { return abc.cmpp(a); }, {{u"abcd", -1}, {u"ab", 0}, {u"b", -1}});
+  check("cmppi", [&](auto a) { return abc.cmppi(a); }, {{u"AB", 0}});
+  check("cmp_p", [&](auto a) { return abc.cmp_p(a); }, {{u"bc", 0}, {u"zabc", -1}, {u"bb", 1}});
+  check("cmp_pi", [&](auto a) { return abc.cmp_pi(a); }, {{u"BC", 0}});
   qefWChar const * const null = nullptr;
   EXPECT_EQ(abc.cmp(null), 1) << "a null text sorts first";
   EXPECT_EQ(abc.cmpp(null), -1);
-  EXPECT_EQ(abc.cmp(static_cast<qefWChar const *>(abc)), 0);
   EXPECT_TRUE(abc == u"abc");
   EXPECT_FALSE(abc == null);
   EXPECT_TRUE(abc != u"abd");
@@ -178,7 +153,7 @@ TEST(PooledString, EqualsIgnoringCase) {
     EXPECT_EQ(CPPoolString(b).iequals(CPPoolString(a)), expected);
   }
   EXPECT_TRUE(CPPoolString().iequals(CPPoolString()));
-  EXPECT_FALSE(CPPoolString().iequals(CPPoolString(u"")));
+  EXPECT_FALSE(CPPoolString().iequals(CPPoolString(u""))) << "null and empty differ";
 }
 
 TEST(PooledString, NumbersTheNextNameOfASeries) {

@@ -5,6 +5,7 @@
 #include <vorx/string.h>
 
 #include <atomic>
+#include <cctype>
 #include <cstring>
 #include <string>
 #include <thread>
@@ -23,26 +24,14 @@ constexpr int kIterations = 20000;
 struct Vocabulary {
   Vocabulary() {
     for (int i = 0; i < kWords; ++i) {
-      std::string base = "word-" + std::to_string(i * 7919) + std::string(i % 24, 'x') + "\xC3\xA9";
+      std::string const base = "word-" + std::to_string(i * 7919) + std::string(i % 24, 'x');
       std::string upper = base;
       for (char & c : upper) {
-        if (c >= 'a' && c <= 'z') {
-          c = static_cast<char>(c - 32);
-        }
+        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
       }
-      std::string first = base;
-      first[0] = 'W';
-      for (std::string const & v : {base, upper, first}) {
-        utf8.push_back(v);
-        std::u16string w;
-        for (std::size_t k = 0; k < v.size(); ++k) {
-          if (static_cast<unsigned char>(v[k]) == 0xC3) {
-            w.push_back(static_cast<char16_t>(0xC0 | (v[++k] & 0x3F)));
-          } else {
-            w.push_back(static_cast<char16_t>(v[k]));
-          }
-        }
-        wide.push_back(w);
+      for (std::string const & v : {base, upper, "W" + base.substr(1)}) {
+        utf8.push_back(v + "\xC3\xA9"); // U+00E9 LATIN SMALL LETTER E WITH ACUTE
+        wide.push_back(std::u16string(v.begin(), v.end()) + u"\u00E9");
       }
     }
   }
@@ -50,13 +39,10 @@ struct Vocabulary {
   std::vector<std::u16string> wide;
 };
 
-struct Failures {
-  std::atomic<int> differentRecord{0};
-  std::atomic<int> wrongText{0};
-  std::atomic<int> notInterned{0};
-  std::atomic<int> groupMismatch{0};
-  std::atomic<int> verify{0};
-};
+enum Failure { kNotInterned, kDifferentRecord, kWrongText, kGroupMismatch, kVerify, kKinds };
+char const * const kFailureNames[kKinds] = {"not interned", "different record", "wrong text",
+                                            "group mismatch", "Verify() failed"};
+using Failures = std::atomic<int>[kKinds];
 
 void Work(Vocabulary const & words, std::vector<CPPoolString> const & anchors, unsigned seed,
           Failures & failures) {
@@ -70,33 +56,29 @@ void Work(Vocabulary const & words, std::vector<CPPoolString> const & anchors, u
   for (int iteration = 0; iteration < kIterations; ++iteration) {
     std::size_t const j = next() % n;
     std::uint32_t const op = next();
-    CPPoolString s;
-    switch (op % 3) {
-    case 0:
+    CPPoolString s; // from the three sources in turn
+    if (op % 3 == 0) {
       s = CStringPool::GetStringRef(words.wide[j].c_str());
-      break;
-    case 1:
+    } else if (op % 3 == 1) {
       s = reinterpret_cast<unsigned char const *>(words.utf8[j].c_str());
-      break;
-    default:
+    } else {
       s = CStringPool::GetStringRefn(words.wide[j].c_str(), words.wide[j].size());
-      break;
     }
     if (s.isnull()) {
-      ++failures.notInterned;
+      ++failures[kNotInterned];
       continue;
     }
     if ((!held[j].isnull() && !(held[j] == s)) || (!anchors[j].isnull() && !(anchors[j] == s))) {
-      ++failures.differentRecord;
+      ++failures[kDifferentRecord];
     }
     if (s.cmp(words.wide[j].c_str()) != 0 ||
         std::strcmp(reinterpret_cast<char const *>(static_cast<unsigned char const *>(s)),
                     words.utf8[j].c_str()) != 0) {
-      ++failures.wrongText;
+      ++failures[kWrongText];
     }
     CPPoolString const first = CStringPool::GetStringRefi(words.wide[j ^ 1].c_str());
     if (!first.iequals(s) && (j / 3 == (j ^ 1) / 3)) {
-      ++failures.groupMismatch;
+      ++failures[kGroupMismatch];
     }
     if ((op >> 4) % 2 == 0) {
       held[j] = s;
@@ -104,17 +86,22 @@ void Work(Vocabulary const & words, std::vector<CPPoolString> const & anchors, u
       held[j].free();
     }
     if (iteration % 512 == 0 && !CStringPool::Verify()) {
-      ++failures.verify;
+      ++failures[kVerify];
     }
   }
+}
+
+// Two ageing passes remove every unheld string.
+void CollectTwice() {
+  CStringPool::Collect(0xFFFFFFFFu);
+  CStringPool::Collect(0xFFFFFFFFu);
 }
 
 class PoolStress : public ::testing::TestWithParam<int> {};
 
 TEST_P(PoolStress, HeldTextsKeepTheirRecordsWhileTheMaintenanceThreadCollects) {
   Vocabulary const words;
-  CStringPool::Collect(0xFFFFFFFFu);
-  CStringPool::Collect(0xFFFFFFFFu);
+  CollectTwice();
   std::uint64_t const size = CStringPool::GetSize();
   std::uint64_t const records = CStringPool::GetNItems();
 
@@ -126,7 +113,7 @@ TEST_P(PoolStress, HeldTextsKeepTheirRecordsWhileTheMaintenanceThreadCollects) {
   for (std::size_t j = 0; j < anchors.size(); j += 2) {
     anchors[j] = words.wide[j].c_str();
   }
-  Failures failures;
+  Failures failures = {};
   std::vector<std::thread> threads;
   for (int t = 0; t < GetParam(); ++t) {
     threads.emplace_back(Work, std::cref(words), std::cref(anchors), 17u + 31u * t,
@@ -135,18 +122,14 @@ TEST_P(PoolStress, HeldTextsKeepTheirRecordsWhileTheMaintenanceThreadCollects) {
   for (std::thread & thread : threads) {
     thread.join();
   }
-  EXPECT_EQ(failures.differentRecord.load(), 0);
-  EXPECT_EQ(failures.wrongText.load(), 0);
-  EXPECT_EQ(failures.notInterned.load(), 0);
-  EXPECT_EQ(failures.groupMismatch.load(), 0);
-  EXPECT_EQ(failures.verify.load(), 0);
+  for (int kind = 0; kind < kKinds; ++kind) {
+    EXPECT_EQ(failures[kind].load(), 0) << kFailureNames[kind];
+  }
   EXPECT_TRUE(CStringPool::Verify());
   anchors.clear();
   VORX::AppExit();
   CStringPool::_SetMaintenanceIntervals(20000, 10000);
-
-  CStringPool::Collect(0xFFFFFFFFu);
-  CStringPool::Collect(0xFFFFFFFFu);
+  CollectTwice();
   EXPECT_EQ(CStringPool::GetNItems(), records);
   EXPECT_EQ(CStringPool::GetSize(), size);
 }

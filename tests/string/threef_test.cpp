@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <vorx/string.h>
 
+#include <algorithm>
 #include <cstring>
 #include <random>
 #include <string>
@@ -122,11 +123,9 @@ TEST(ThreeF, RoundTripsEveryGroup) {
     std::uint64_t const length = _3FEncode(text.data(), data.data(), data.size());
     ASSERT_EQ(_3FDecodedSize(text.data(), length), data.size());
     ASSERT_TRUE(_3FDecode(back.data(), text.data(), length)) << "b2 " << b2;
-    for (std::size_t i = 0; back != data && i < data.size(); ++i) {
-      ASSERT_EQ(back[i], data[i]) << "byte " << i % 3 << " of group " << std::hex
-                                  << int(data[i - i % 3]) << ' ' << int(data[i - i % 3 + 1]) << ' '
-                                  << b2;
-    }
+    auto const wrong = std::mismatch(back.begin(), back.end(), data.begin()).first - back.begin();
+    ASSERT_TRUE(back == data) << "first wrong byte " << wrong << " (group " << wrong / 3 << "), b2 "
+                              << b2;
   }
 }
 
