@@ -5,8 +5,8 @@
 #include <vorx/buffers.h>
 #include <vorx/core.h>
 #include <vorx/develop.h>
-#include <vorx/hr.h>
 #include <vorx/files.h>
+#include <vorx/hr.h>
 #include <vorx/internetional.h>
 #include <vorx/lookup.h>
 #include <vorx/math.h>

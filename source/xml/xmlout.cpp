@@ -245,7 +245,9 @@ _CFileOut::~_CFileOut() {
 }
 
 bool _CFileOut::Open() {
-  return m_file.Open(m_path, Files::OS::eFileAccessWrite, static_cast<Files::OS::eOpenFileOptions>(7));
+  using namespace Files::OS;
+  return m_file.Open(m_path, eFileAccessWrite,
+                     eOpenFileCreate | eOpenFileCreateMark | eOpenFileEmpty);
 }
 
 bool _CFileOut::Flush() {
