@@ -12,8 +12,8 @@
 
 #include <gtest/gtest.h>
 
-#include "files/temp_dir.h"
 #include "support/memory_hooks.h"
+#include "support/temp_dir.h"
 
 using namespace VORX::Files::OS;
 using vorx::test::TempDir;

@@ -12,7 +12,7 @@
 
 #include <gtest/gtest.h>
 
-#include "files/temp_dir.h"
+#include "support/temp_dir.h"
 
 using namespace VORX::Files::OS;
 using vorx::test::InChild;

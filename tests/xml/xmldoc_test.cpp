@@ -13,6 +13,7 @@
 #include <vorx/xml.h>
 
 #include "support/memory_hooks.h"
+#include "support/temp_dir.h"
 
 namespace {
 
@@ -162,28 +163,14 @@ TEST(XmlDoc, BufferFormIsDetectedFromTheFirstBytes) {
   }
 }
 
-class TempDir : public ::testing::Test {
+class XmlDocFile : public ::testing::Test {
 protected:
-  void SetUp() override {
-    dir = std::filesystem::temp_directory_path() /
-          ("vorx_xmldoc_" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()) +
-           "_" + ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    std::filesystem::remove_all(dir);
-    std::filesystem::create_directories(dir);
-  }
-  void TearDown() override { std::filesystem::remove_all(dir); }
-  std::u16string Path(char const * name) const {
-    std::string const p = (dir / name).string();
-    return std::u16string(p.begin(), p.end());
-  }
+  vorx::test::WidePath Path(char const * name) const { return temp.WPath(name); }
   void Put(char const * name, std::vector<std::uint8_t> const & bytes) const {
-    std::ofstream out(dir / name, std::ios::binary);
-    out.write(reinterpret_cast<char const *>(bytes.data()), std::streamsize(bytes.size()));
+    temp.Put(name, std::string(bytes.begin(), bytes.end()));
   }
-  std::filesystem::path dir;
+  vorx::test::TempDir temp;
 };
-
-using XmlDocFile = TempDir;
 
 TEST_F(XmlDocFile, FileFormsAreReadAndBadFilesRefused) {
   Put("be.xml", Bytes({0, '<', 0, 'a', 0, '>', 0, 'x', 0, '<', 0, '/', 0, 'a', 0, '>'}));

@@ -10,6 +10,7 @@
 #include <vorx/xml.h>
 
 #include "support/memory_hooks.h"
+#include "xmlnode_support.h"
 
 namespace {
 
@@ -17,17 +18,9 @@ using VORX::String::CPPoolString;
 using VORX::XML::CPXMLObject;
 using VORX::XML::xmlret;
 
-constexpr std::uint64_t kNone = ~std::uint64_t{0};
-
-CPXMLObject Named(char16_t const * name) {
-  CPXMLObject node;
-  EXPECT_TRUE(node.SetName(name));
-  return node;
-}
-
-std::u16string Text(CPPoolString const & s) {
-  return static_cast<char16_t const *>(s);
-}
+using vorx::test::kNone;
+using vorx::test::Named;
+using vorx::test::Text;
 
 std::uint64_t Count(CPXMLObject const & node) {
   std::uint64_t count = 0;

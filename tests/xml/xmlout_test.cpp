@@ -15,6 +15,7 @@
 #include <vorx/xml.h>
 
 #include "support/memory_hooks.h"
+#include "support/temp_dir.h"
 #include "xmltree_support.h"
 
 namespace {
@@ -121,26 +122,10 @@ TEST(XmlOut, RefusesMixedContentUnnamedNodesAndNullHandles) {
   EXPECT_FALSE(CPXMLObject().Write(out, eXMLEncodingUTF8, true));
 }
 
-std::string ReadFile(std::filesystem::path const & path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
 class XmlOutFile : public ::testing::Test {
 protected:
-  void SetUp() override {
-    dir = std::filesystem::temp_directory_path() /
-          ("vorx_xmlout_" +
-           std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()));
-    std::filesystem::remove_all(dir);
-    std::filesystem::create_directories(dir);
-  }
-  void TearDown() override { std::filesystem::remove_all(dir); }
-  std::u16string Path(char const * name) const {
-    std::string const p = (dir / name).string();
-    return std::u16string(p.begin(), p.end());
-  }
-  std::filesystem::path dir;
+  vorx::test::WidePath Path(char const * name) const { return temp.WPath(name); }
+  vorx::test::TempDir temp;
 };
 
 TEST_F(XmlOutFile, FileFormAnswersInvertedAndDeletesFailedOutput) {
@@ -155,11 +140,11 @@ TEST_F(XmlOutFile, FileFormAnswersInvertedAndDeletesFailedOutput) {
   ASSERT_EQ(mixed.Add(Node(u"c")).sIndex(), 1u);
   ASSERT_TRUE(mixed.Add(CXMLValue(CPPoolString(u"text"))));
   EXPECT_TRUE(mixed.Write(Path("mixed.xml").c_str(), eXMLEncodingUTF8, true));
-  EXPECT_FALSE(std::filesystem::exists(dir / "mixed.xml"));
+  EXPECT_FALSE(std::filesystem::exists(temp.Path("mixed.xml")));
   // A refused encoding leaves the opened, empty file.
   EXPECT_FALSE(good.Write(Path("enc.xml").c_str(), static_cast<eXMLEncoding>(9), true));
-  EXPECT_TRUE(std::filesystem::exists(dir / "enc.xml"));
-  EXPECT_EQ(std::filesystem::file_size(dir / "enc.xml"), 0u);
+  EXPECT_TRUE(std::filesystem::exists(temp.Path("enc.xml")));
+  EXPECT_EQ(std::filesystem::file_size(temp.Path("enc.xml")), 0u);
 }
 
 TEST_F(XmlOutFile, FullDiskLeavesNoFile) {
@@ -179,7 +164,7 @@ TEST_F(XmlOutFile, FullDiskLeavesNoFile) {
   setrlimit(RLIMIT_FSIZE, &saved);
   std::signal(SIGXFSZ, previous);
   EXPECT_TRUE(serialiserFailed);
-  EXPECT_FALSE(std::filesystem::exists(dir / "full.xml"));
+  EXPECT_FALSE(std::filesystem::exists(temp.Path("full.xml")));
 }
 
 TEST_F(XmlOutFile, FailedAllocationsLeaveNoOutput) {
@@ -192,7 +177,7 @@ TEST_F(XmlOutFile, FailedAllocationsLeaveNoOutput) {
     ASSERT_EQ(root.Add(child).sIndex(), 1u);
   }
   ASSERT_FALSE(root.Write(Path("whole.xml").c_str(), eXMLEncodingUTF8, true));
-  std::string const whole = ReadFile(dir / "whole.xml");
+  std::string const whole = temp.Get("whole.xml");
   ASSERT_GT(whole.size(), 2u * 16384u);
   bool memoryDone = false;
   bool fileDone = false;
@@ -210,13 +195,13 @@ TEST_F(XmlOutFile, FailedAllocationsLeaveNoOutput) {
     if (written && out.GetMemorySize() != 0) {
       memoryDone = true;
     }
-    bool const fileThere = std::filesystem::exists(dir / "f.xml");
+    bool const fileThere = std::filesystem::exists(temp.Path("f.xml"));
     EXPECT_TRUE(!fileResult || !fileThere) << successes;
     if (fileThere) {
-      EXPECT_EQ(ReadFile(dir / "f.xml"), whole) << successes;
+      EXPECT_EQ(temp.Get("f.xml"), whole) << successes;
       fileDone = true;
     }
-    std::filesystem::remove(dir / "f.xml");
+    std::filesystem::remove(temp.Path("f.xml"));
   }
   EXPECT_EQ(refused, 0);
   EXPECT_TRUE(memoryDone);

@@ -13,6 +13,7 @@
 #include <vorx/xml.h>
 
 #include "support/memory_hooks.h"
+#include "xmlnode_support.h"
 
 namespace {
 
@@ -23,17 +24,9 @@ using VORX::XML::CPXMLObject;
 using VORX::XML::CXMLValue;
 using VORX::XML::tagXMLFLAGMAP;
 
-constexpr std::uint64_t kNone = ~std::uint64_t{0};
-
-CPXMLObject Named(char16_t const * name) {
-  CPXMLObject node;
-  EXPECT_TRUE(node.SetName(name));
-  return node;
-}
-
-std::u16string Text(CPPoolString const & s) {
-  return static_cast<char16_t const *>(s);
-}
+using vorx::test::kNone;
+using vorx::test::Named;
+using vorx::test::Text;
 
 // A node with `value` as the data of its child "e" and as its attribute "a".
 CPXMLObject Holding(CXMLValue const & value) {

@@ -1,5 +1,5 @@
-// Test support for the files area: a fresh directory per test, wide paths inside it, and a
-// child process for what the test process itself must not change (user, limits).
+// Test support for code that touches the file system: a fresh directory per test, wide paths
+// inside it, and a child process for what the test process itself must not change (user, limits).
 #pragma once
 
 #include <cstdlib>
