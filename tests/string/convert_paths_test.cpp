@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include "byte_text.h"
+
 #include <algorithm>
 #include <cstring>
 #include <memory>
@@ -21,17 +23,9 @@ using namespace VORX::String;
 
 namespace {
 
-using Bytes = std::basic_string<unsigned char>;
-
-Bytes B(char const * text, std::size_t n) {
-  return Bytes(reinterpret_cast<unsigned char const *>(text), n);
-}
-Bytes B(char const * text) {
-  return B(text, std::strlen(text));
-}
-unsigned LeadLength(unsigned b) {
-  return b < 0x80 ? 1 : b < 0xC0 ? 0 : b < 0xE0 ? 2 : b < 0xF0 ? 3 : b < 0xF5 ? 4 : 0;
-}
+using vorx::test::B;
+using vorx::test::Bytes;
+using vorx::test::LeadLength;
 
 // A plain reading of one character, independent of the library's word-at-a-time paths: its
 // value and length in units, or length 0 and the offset of the first bad unit.

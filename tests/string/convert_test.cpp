@@ -8,25 +8,18 @@
 
 #include <gtest/gtest.h>
 
+#include "byte_text.h"
+
 using namespace VORX::String;
 
 namespace {
 
-using Bytes = std::basic_string<unsigned char>;
+using vorx::test::B;
+using vorx::test::Bytes;
+using vorx::test::LeadLength;
 
-Bytes B(char const * text, std::size_t n) {
-  return Bytes(reinterpret_cast<unsigned char const *>(text), n);
-}
-Bytes B(char const * text) {
-  return B(text, std::strlen(text));
-}
 std::u16string W(std::initializer_list<char16_t> units) {
   return std::u16string(units);
-}
-
-// Bytes a UTF-8 character takes from its lead byte, 0 for a byte that cannot lead.
-unsigned LeadLength(unsigned b) {
-  return b < 0x80 ? 1 : b < 0xC0 ? 0 : b < 0xE0 ? 2 : b < 0xF0 ? 3 : b < 0xF5 ? 4 : 0;
 }
 
 // Each labelled text is read one character at a time and converted as a whole.
