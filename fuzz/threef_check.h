@@ -12,6 +12,8 @@
 #include <cstring>
 #include <vector>
 
+#include "fuzz_check.h"
+
 namespace threef_fuzz {
 
 using VORX::Buffers::CPPlainMemory;
@@ -27,12 +29,6 @@ struct Scheme {
   std::uint64_t (*encode)(qefWChar *, void const *, std::uint64_t);
   CPPoolString (*encodePooled)(void const *, std::uint64_t);
 };
-
-inline void Check(bool condition) {
-  if (!condition) {
-    std::abort();
-  }
-}
 
 inline std::size_t Size(CPPlainMemory const & block) {
   return block.GetMemorySize();

@@ -6,17 +6,9 @@
 #include <cstring>
 #include <vector>
 
+#include "fuzz_check.h"
+
 using namespace VORX::Internetional;
-
-namespace {
-
-void Check(bool condition) {
-  if (!condition) {
-    std::abort();
-  }
-}
-
-} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const * data, std::size_t size) {
   std::vector<unsigned char> text(data, data + size);

@@ -8,17 +8,9 @@
 #include <cstring>
 #include <vector>
 
+#include "fuzz_check.h"
+
 using namespace VORX::String;
-
-namespace {
-
-void Check(bool condition) {
-  if (!condition) {
-    std::abort();
-  }
-}
-
-} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const * data, std::size_t size) {
   // Bounded: an exact-size copy, so reading past `size` is caught.

@@ -10,15 +10,11 @@
 #include <memory>
 #include <vector>
 
+#include "fuzz_check.h"
+
 using namespace VORX::String;
 
 namespace {
-
-void Check(bool condition) {
-  if (!condition) {
-    std::abort();
-  }
-}
 
 struct Outcome {
   std::uint64_t needed, exact, roomy, count1, count2;

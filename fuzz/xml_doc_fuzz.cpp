@@ -10,16 +10,12 @@
 #include <string>
 #include <vector>
 
+#include "fuzz_check.h"
+
 using namespace VORX::XML;
 using VORX::String::CPPoolString;
 
 namespace {
-
-void Check(bool condition) {
-  if (!condition) {
-    std::abort();
-  }
-}
 
 bool Writable(qefWChar const * text, bool attribute) {
   for (; *text != 0; ++text) {

@@ -6,14 +6,9 @@
 #include <vector>
 
 #include "../tests/xml/xmltree_support.h"
+#include "fuzz_check.h"
 
 namespace {
-
-void Check(bool condition) {
-  if (!condition) {
-    std::abort();
-  }
-}
 
 std::vector<std::uint16_t> ToUnits(std::uint8_t const * p, std::size_t size) {
   std::vector<std::uint16_t> units;

@@ -8,19 +8,11 @@
 #include <cstring>
 #include <vector>
 
+#include "fuzz_check.h"
+
 using VORX::String::CPPoolString;
 using VORX::XML::CPXMLObject;
 using VORX::XML::tagXMLFLAGMAP;
-
-namespace {
-
-void Check(bool condition) {
-  if (!condition) {
-    std::abort();
-  }
-}
-
-} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const * data, std::size_t size) {
   std::vector<qefWChar> text(size / 2 + 1, 0);
