@@ -324,6 +324,21 @@ eTextForm _detect(std::uint8_t const * b, bool buffer) {
   return eTextForm::UTF8;
 }
 
+// Reads `text` into a tree: on success `root` takes it, otherwise `code` and `position` say why.
+template <class Unit>
+bool _readTree(Unit const * text, std::size_t length, CPXMLObject & root, std::uint32_t & code,
+               std::uint64_t & position) {
+  _CXMLTreeBuilder builder;
+  tagXMLREADRESULT const result = _XMLReadDocument(text, length, builder);
+  if (result.code == kXMLNoError) {
+    root = builder.root;
+    return true;
+  }
+  code = result.code;
+  position = result.position;
+  return false;
+}
+
 } // namespace
 
 CXMLDoc::CXMLDoc() = default;
@@ -396,14 +411,9 @@ bool CXMLDoc::OpenDocText(unsigned char const * text) {
                        u"Offset: 0, Illegal UTF8 character");
     return false;
   }
-  _CXMLTreeBuilder builder;
-  tagXMLREADRESULT const result = _XMLReadDocument(text, length, builder);
-  if (result.code == kXMLNoError) {
-    m_root = builder.root;
+  if (_readTree(text, length, m_root, m_errorCode, m_errorPosition)) {
     return true;
   }
-  m_errorCode = result.code;
-  m_errorPosition = result.position;
   std::size_t units = 0;
   qefWChar * const wide = _wideForReport(text, length, units);
   _report(wide, units);
@@ -421,14 +431,9 @@ bool CXMLDoc::OpenDocText(std::uint16_t const * text) {
   while (text[length] != 0) {
     ++length;
   }
-  _CXMLTreeBuilder builder;
-  tagXMLREADRESULT const result = _XMLReadDocument(text, length, builder);
-  if (result.code == kXMLNoError) {
-    m_root = builder.root;
+  if (_readTree(text, length, m_root, m_errorCode, m_errorPosition)) {
     return true;
   }
-  m_errorCode = result.code;
-  m_errorPosition = result.position;
   _report(reinterpret_cast<qefWChar const *>(text), length);
   return false;
 }

@@ -1291,9 +1291,9 @@ private:
 
   // --- markup shared by prolog and content ------------------------------------------------
 
-  // At "<!--".
-  bool Comment() {
-    Skip(4);
+  // Reads up to and past `close`, handing each character before it to `each` (which may fail);
+  // running out of input first fails with `open`.
+  template <class Each> bool ScanPast(char const * close, std::uint32_t open, Each each) {
     for (;;) {
       unsigned n;
       std::int32_t const c = Peek(n);
@@ -1301,17 +1301,25 @@ private:
         return false;
       }
       if (c == kEnd) {
-        return Fail(kXMLErrOpenComment);
+        return Fail(open);
       }
-      if (c == '-' && Starts("--")) {
-        if (Starts("-->")) {
-          Skip(3);
-          return true;
-        }
-        return Fail(kXMLErrOpenComment);
+      if (c == *close && Starts(close)) {
+        Skip(std::strlen(close));
+        return true;
+      }
+      if (!each(c)) {
+        return false;
       }
       Advance(n);
     }
+  }
+
+  // At "<!--": "--" may only appear as part of the closing "-->".
+  bool Comment() {
+    Skip(4);
+    return ScanPast("-->", kXMLErrOpenComment, [this](std::int32_t c) {
+      return c != '-' || !Starts("--") || Fail(kXMLErrOpenComment);
+    });
   }
 
   // At "<?": a processing instruction, checked and dropped.
@@ -1327,24 +1335,7 @@ private:
       Skip(2);
       return true;
     }
-    if (!NeedS()) {
-      return false;
-    }
-    for (;;) {
-      unsigned n;
-      std::int32_t const c = Peek(n);
-      if (c == kBad) {
-        return false;
-      }
-      if (c == kEnd) {
-        return Fail(kXMLErrOpenEnclosure);
-      }
-      if (c == '?' && Starts("?>")) {
-        Skip(2);
-        return true;
-      }
-      Advance(n);
-    }
+    return NeedS() && ScanPast("?>", kXMLErrOpenEnclosure, [](std::int32_t) { return true; });
   }
 
   // --- content ----------------------------------------------------------------------------
@@ -1354,25 +1345,10 @@ private:
   // At "<![CDATA[".
   bool CData() {
     Skip(9);
-    for (;;) {
-      unsigned n;
-      std::int32_t const c = Peek(n);
-      if (c == kBad) {
-        return false;
-      }
-      if (c == kEnd) {
-        return Fail(kXMLErrOpenCDATA);
-      }
-      if (c == ']' && Starts("]]>")) {
-        Skip(3);
-        return true;
-      }
+    return ScanPast("]]>", kXMLErrOpenCDATA, [this](std::int32_t c) {
       m_significant = true;
-      if (!AddText(std::uint32_t(c))) {
-        return false;
-      }
-      Advance(n);
-    }
+      return AddText(std::uint32_t(c));
+    });
   }
 
   bool UniqueAttributes() {
