@@ -40,6 +40,27 @@ std::uint64_t _length(qefWChar const * text) {
   return n;
 }
 
+using _NCompare = int (*)(qefWChar const *, qefWChar const *, std::uint64_t);
+
+// Compares the `k` units at the start (with `atEnd`, at the end) of `text`, `n` units long, with
+// `piece` through `compare`: a text shorter than the piece is below it.
+int _comparePiece(qefWChar const * text, std::uint64_t n, qefWChar const * piece, std::uint64_t k,
+                  bool atEnd, _NCompare compare) {
+  if (n < k) {
+    return -1;
+  }
+  return compare(atEnd ? text + (n - k) : text, piece, k);
+}
+
+// As above for a caller's terminated piece: a null piece is below every text.
+int _comparePiece(qefWChar const * text, std::uint64_t n, qefWChar const * piece, bool atEnd,
+                  _NCompare compare) {
+  if (!piece) {
+    return -1;
+  }
+  return _comparePiece(text, n, piece, _length(piece), atEnd, compare);
+}
+
 } // namespace
 
 CPPoolString::CPPoolString(qefWChar const * text) : CPPoolString() {
@@ -214,10 +235,7 @@ int CPPoolString::cmpi(qefWChar const * text) const {
 
 int CPPoolString::cmpp(CPPoolString const & prefix) const {
   try {
-    if (len() < prefix.len()) {
-      return -1;
-    }
-    return _ncompare(_rec()->text, prefix._rec()->text, prefix.len());
+    return _comparePiece(_rec()->text, len(), prefix._rec()->text, prefix.len(), false, _ncompare);
   } catch (...) {
     return 1;
   }
@@ -225,14 +243,7 @@ int CPPoolString::cmpp(CPPoolString const & prefix) const {
 
 int CPPoolString::cmpp(qefWChar const * prefix) const {
   try {
-    if (!prefix) {
-      return -1;
-    }
-    std::uint64_t const k = _length(prefix);
-    if (len() < k) {
-      return -1;
-    }
-    return _ncompare(_rec()->text, prefix, k);
+    return _comparePiece(_rec()->text, len(), prefix, false, _ncompare);
   } catch (...) {
     return prefix ? 1 : -1;
   }
@@ -240,10 +251,7 @@ int CPPoolString::cmpp(qefWChar const * prefix) const {
 
 int CPPoolString::cmppi(CPPoolString const & prefix) const {
   try {
-    if (len() < prefix.len()) {
-      return -1;
-    }
-    return wcsncmpi(_rec()->text, prefix._rec()->text, prefix.len());
+    return _comparePiece(_rec()->text, len(), prefix._rec()->text, prefix.len(), false, wcsncmpi);
   } catch (...) {
     return 1;
   }
@@ -251,14 +259,7 @@ int CPPoolString::cmppi(CPPoolString const & prefix) const {
 
 int CPPoolString::cmppi(qefWChar const * prefix) const {
   try {
-    if (!prefix) {
-      return -1;
-    }
-    std::uint64_t const k = _length(prefix);
-    if (len() < k) {
-      return -1;
-    }
-    return wcsncmpi(_rec()->text, prefix, k);
+    return _comparePiece(_rec()->text, len(), prefix, false, wcsncmpi);
   } catch (...) {
     return prefix ? 1 : -1;
   }
@@ -266,11 +267,7 @@ int CPPoolString::cmppi(qefWChar const * prefix) const {
 
 int CPPoolString::cmp_p(CPPoolString const & suffix) const {
   try {
-    std::uint64_t const k = suffix.len();
-    if (len() < k) {
-      return -1;
-    }
-    return _ncompare(_rec()->text + (len() - k), suffix._rec()->text, k);
+    return _comparePiece(_rec()->text, len(), suffix._rec()->text, suffix.len(), true, _ncompare);
   } catch (...) {
     return 1;
   }
@@ -278,14 +275,7 @@ int CPPoolString::cmp_p(CPPoolString const & suffix) const {
 
 int CPPoolString::cmp_p(qefWChar const * suffix) const {
   try {
-    if (!suffix) {
-      return -1;
-    }
-    std::uint64_t const k = _length(suffix);
-    if (len() < k) {
-      return -1;
-    }
-    return _ncompare(_rec()->text + (len() - k), suffix, k);
+    return _comparePiece(_rec()->text, len(), suffix, true, _ncompare);
   } catch (...) {
     return suffix ? 1 : -1;
   }
@@ -293,11 +283,7 @@ int CPPoolString::cmp_p(qefWChar const * suffix) const {
 
 int CPPoolString::cmp_pi(CPPoolString const & suffix) const {
   try {
-    std::uint64_t const k = suffix.len();
-    if (len() < k) {
-      return -1;
-    }
-    return wcsncmpi(_rec()->text + (len() - k), suffix._rec()->text, k);
+    return _comparePiece(_rec()->text, len(), suffix._rec()->text, suffix.len(), true, wcsncmpi);
   } catch (...) {
     return 1;
   }
@@ -305,14 +291,7 @@ int CPPoolString::cmp_pi(CPPoolString const & suffix) const {
 
 int CPPoolString::cmp_pi(qefWChar const * suffix) const {
   try {
-    if (!suffix) {
-      return -1;
-    }
-    std::uint64_t const k = _length(suffix);
-    if (len() < k) {
-      return -1;
-    }
-    return wcsncmpi(_rec()->text + (len() - k), suffix, k);
+    return _comparePiece(_rec()->text, len(), suffix, true, wcsncmpi);
   } catch (...) {
     return suffix ? 1 : -1;
   }
