@@ -11,6 +11,8 @@
 #include <cstring>
 #include <new>
 
+#include "core/forever.h"
+
 namespace VORX::QEF {
 namespace {
 
@@ -18,18 +20,6 @@ using Buffers::CPObjectMemory;
 using Buffers::tagCPOMEMHEADER;
 using Buffers::tagCPOVTABL;
 using Develop::OS::RTABox;
-
-// An object built at load and never destroyed, so that the factory slot and the registry
-// outlive the host's static objects.
-template <class T> class _tForever {
-public:
-  template <class... A> explicit _tForever(A... args) { ::new (m_bytes) T(args...); }
-  T & operator*() { return *std::launder(reinterpret_cast<T *>(m_bytes)); }
-  T * operator->() { return &**this; }
-
-private:
-  alignas(T) unsigned char m_bytes[sizeof(T)];
-};
 
 // Calls `f` on `p`, swallowing any exception; `fallback` then.
 template <class F> std::int32_t _guarded(F && f, std::int32_t fallback) {
@@ -41,6 +31,19 @@ template <class F> std::int32_t _guarded(F && f, std::int32_t fallback) {
 }
 
 constexpr std::int32_t kFailed = static_cast<std::int32_t>(0x80004005u);
+
+// Adds a reference to `p`; false when `p` is null or its AddRef throws.
+bool _addRefQuietly(IQEFUnknown * p) {
+  if (!p) {
+    return false;
+  }
+  try {
+    p->AddRef();
+  } catch (...) {
+    return false;
+  }
+  return true;
+}
 
 void _releaseQuietly(IQEFUnknown * p) {
   if (p) {
@@ -197,17 +200,8 @@ bool CPIQEFUnknown::QueryRawInterface(IQEFUnknown ** out) const {
     return false;
   }
   IQEFUnknown * const p = _bare(m_pI);
-  *out = p;
-  if (!p) {
-    return false;
-  }
-  try {
-    p->AddRef();
-  } catch (...) {
-    *out = nullptr;
-    return false;
-  }
-  return true;
+  *out = _addRefQuietly(p) ? p : nullptr;
+  return *out != nullptr;
 }
 
 IQEFUnknown ** CPIQEFUnknown::rec() {
@@ -318,17 +312,8 @@ bool IPQEF::QueryRawInterface(void ** out) const {
     return false;
   }
   IQEFUnknown * const p = _getptr();
-  *out = nullptr;
-  if (!p) {
-    return false;
-  }
-  try {
-    p->AddRef();
-  } catch (...) {
-    return false;
-  }
-  *out = p;
-  return true;
+  *out = _addRefQuietly(p) ? p : nullptr;
+  return *out != nullptr;
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -347,9 +332,7 @@ bool CPIQEFUnknown::Factory_Set(IQEFComponentFactory * factory) {
     if (g_uFactoryLock != 0) {
       RTABox("Runtime assumption failed", "g_uFactoryLock == 0");
     }
-    try {
-      factory->AddRef();
-    } catch (...) {
+    if (!_addRefQuietly(factory)) {
       return false;
     }
     g_pFactory.store(factory);
@@ -406,12 +389,7 @@ bool CPIQEFUnknown::Factory_Acquire(IQEFComponentFactory ** out) {
     return false;
   }
   IQEFComponentFactory * const factory = g_pFactory.load();
-  if (!factory) {
-    return false;
-  }
-  try {
-    factory->AddRef();
-  } catch (...) {
+  if (!_addRefQuietly(factory)) {
     return false;
   }
   *out = factory;

@@ -16,6 +16,14 @@ namespace {
 // widened on the heap.
 constexpr std::size_t kStackUnits = 128;
 
+// Calls `print` with the fields of `uid` in the order of its text form, each byte widened for
+// `%02hX`.
+template <class Print> void _printFields(_qefUID const & uid, Print && print) {
+  auto const byte = [&](int i) { return static_cast<unsigned short>(uid.Data4[i]); };
+  print(uid.Data1, uid.Data2, uid.Data3, byte(0), byte(1), byte(2), byte(3), byte(4), byte(5),
+        byte(6), byte(7));
+}
+
 // The parse rules over wide text; `text` is never null.
 bool _parse(qefWChar const * text, _qefUID & uid) {
   uid = _qefUID{};
@@ -95,25 +103,19 @@ bool cqefuid::Set(char const * text) {
 
 String::CANSIChar cqefuid::ANSI() const {
   char text[40];
-  std::snprintf(
-      text, sizeof text, "%08X-%04hX-%04hX-%02hX%02hX-%02hX%02hX%02hX%02hX%02hX%02hX", m_uid.Data1,
-      m_uid.Data2, m_uid.Data3, static_cast<unsigned short>(m_uid.Data4[0]),
-      static_cast<unsigned short>(m_uid.Data4[1]), static_cast<unsigned short>(m_uid.Data4[2]),
-      static_cast<unsigned short>(m_uid.Data4[3]), static_cast<unsigned short>(m_uid.Data4[4]),
-      static_cast<unsigned short>(m_uid.Data4[5]), static_cast<unsigned short>(m_uid.Data4[6]),
-      static_cast<unsigned short>(m_uid.Data4[7]));
+  _printFields(m_uid, [&](auto... fields) {
+    std::snprintf(text, sizeof text, "%08X-%04hX-%04hX-%02hX%02hX-%02hX%02hX%02hX%02hX%02hX%02hX",
+                  fields...);
+  });
   return String::CANSIChar(static_cast<char const *>(text));
 }
 
 cqefuid::operator String::CQEFWChar() const {
   qefWChar text[40];
-  String::_snwprintf(
-      text, 40, u"%08X-%04hX-%04hX-%02hX%02hX-%02hX%02hX%02hX%02hX%02hX%02hX", m_uid.Data1,
-      m_uid.Data2, m_uid.Data3, static_cast<unsigned short>(m_uid.Data4[0]),
-      static_cast<unsigned short>(m_uid.Data4[1]), static_cast<unsigned short>(m_uid.Data4[2]),
-      static_cast<unsigned short>(m_uid.Data4[3]), static_cast<unsigned short>(m_uid.Data4[4]),
-      static_cast<unsigned short>(m_uid.Data4[5]), static_cast<unsigned short>(m_uid.Data4[6]),
-      static_cast<unsigned short>(m_uid.Data4[7]));
+  _printFields(m_uid, [&](auto... fields) {
+    String::_snwprintf(text, 40, u"%08X-%04hX-%04hX-%02hX%02hX-%02hX%02hX%02hX%02hX%02hX%02hX",
+                       fields...);
+  });
   return String::CQEFWChar(static_cast<qefWChar const *>(text));
 }
 

@@ -8,6 +8,7 @@
 #include <limits>
 #include <new>
 
+#include "core/forever.h"
 #include "threading/block_access.h"
 
 namespace VORX::Maintenance {
@@ -48,18 +49,6 @@ struct _tagRecord {
   std::size_t offset;    // of `IMaintenanceRequest` in the client's payload
   std::uint32_t flags;
   std::uint32_t age; // passes in which the request was due but not chosen
-};
-
-// An object built at load and never destroyed, so that the service outlives the host's static
-// objects.
-template <class T> class _tForever {
-public:
-  template <class... A> explicit _tForever(A... args) { ::new (m_bytes) T(args...); }
-  T & operator*() { return *std::launder(reinterpret_cast<T *>(m_bytes)); }
-  T * operator->() { return &**this; }
-
-private:
-  alignas(T) unsigned char m_bytes[sizeof(T)];
 };
 
 // Guarded by g_lock: the registry, the current request.
