@@ -95,7 +95,8 @@ public:
     if (throwOnQuery) {
       throw std::runtime_error("query");
     }
-    bool const offered = _sameUID(id, IID_IQEFUnknown) || _sameUID(id, own) || !own.Data1;
+    bool const offered =
+        _sameUID(id, IID_IQEFUnknown) || _sameUID(id, own) || _sameUID(own, qefUID_null);
     *out = offered ? static_cast<I *>(this) : nullptr;
     if (offered) {
       AddRef();
