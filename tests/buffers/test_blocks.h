@@ -22,17 +22,13 @@ public:
   using CPObjectMemory::Alloc;
   using CPObjectMemory::get_ptr;
   using CPObjectMemory::GetAllocSize;
-  using CPObjectMemory::GetSize;
   using CPObjectMemory::Incalloc;
   using CPObjectMemory::queryinterface;
   using CPObjectMemory::Reserve;
   using CPObjectMemory::SetSize;
   VORX::Buffers::tagCPOMEMHEADER * header() const { return m_pMH; }
-  // Takes `header` without counting (for hand-built blocks).
-  void adopt(VORX::Buffers::tagCPOMEMHEADER * header) { m_pMH = header; }
-  void forget() { m_pMH = nullptr; }
 
-  // A block holding `value` in a class that counts its calls in `Calls()`.
+  // A block holding `value` in a class that counts its calls in `calls`.
   static TestBlock Make(int value) {
     TestBlock block;
     if (block.Alloc(sizeof(int), &Table)) {
@@ -43,22 +39,19 @@ public:
   int value() const { return *static_cast<int const *>(get_ptr()); }
   void set(int v) { *static_cast<int *>(get_ptr()) = v; }
 
-  static TableCalls & Calls() {
-    static TableCalls calls;
-    return calls;
-  }
+  static inline TableCalls calls;
   static VORX::Buffers::tagCPOVTABL const Table;
   static VORX::Buffers::tagCPOVTABL const NoCloneTable;
   static VORX::Buffers::tagCPOVTABL const ThrowingTable;
 };
 
 inline VORX::Buffers::tagCPOVTABL const TestBlock::Table = {
-    [](void *, std::size_t) { ++Calls().creates; },
+    [](void *, std::size_t) { ++calls.creates; },
     [](void * target, void const * source, std::size_t bytes) {
-      ++Calls().clones;
+      ++calls.clones;
       std::memcpy(target, source, bytes);
     },
-    [](void *, std::size_t) { ++Calls().finalizes; },
+    [](void *, std::size_t) { ++calls.finalizes; },
     [](void * payload, _qefUID const & id) -> void * {
       return id.Data1 == 7 ? static_cast<char *>(payload) + 2 : nullptr;
     }};

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
@@ -26,28 +27,19 @@ public:
 
   qefWChar const * GetName() override { return m_name.c_str(); }
   std::uint64_t GetNextDueTime() override {
-    std::lock_guard<std::mutex> lock(s_mutex);
-    ++dueAsked;
-    s_changed.notify_all();
+    Count(dueAsked);
     return m_due;
   }
   std::int32_t GetPriority() override { return m_priority; }
   void Run() override {
-    std::unique_lock<std::mutex> lock(s_mutex);
-    ++started;
     priorityInRun = VORX::Threading::CurrentThread::OS::GetThreadPriority();
-    s_changed.notify_all();
-    if (m_behaviour == kThrowFirst && started == 1) {
+    if (Count(started) == 1 && m_behaviour == kThrowFirst) {
       throw std::runtime_error("first run fails");
     }
     if (m_behaviour == kGate) { // an interruption point
-      lock.unlock();
       gate.Wait(VORX::Threading::qefInfinite);
-      lock.lock();
     }
-    ++finished;
-    journal.push_back(m_name);
-    s_changed.notify_all();
+    Count(finished, m_name);
   }
 
   // Waits at most 10 s until `done()` holds; false on time-out.
@@ -55,14 +47,23 @@ public:
     std::unique_lock<std::mutex> lock(s_mutex);
     return s_changed.wait_for(lock, std::chrono::seconds(10), done);
   }
-  static std::unique_lock<std::mutex> Locked() { return std::unique_lock<std::mutex>(s_mutex); }
 
-  // The names of the runs that finished, in order; guarded by the lock of `WaitUntil`, `Locked`.
+  // The names of the runs that finished, in order: read in `WaitUntil` or once the service
+  // thread has ended.
   static inline std::vector<std::u16string> journal;
-  int started = 0, finished = 0, dueAsked = 0, priorityInRun = -99; // guarded by the lock
+  std::atomic<int> started = 0, finished = 0, dueAsked = 0, priorityInRun = -99;
   VORX::Threading::CPEvent gate{true};
 
 private:
+  // Counts one more in `counter` (and journals `name`) and wakes `WaitUntil`.
+  static int Count(std::atomic<int> & counter, std::u16string const & name = u"") {
+    std::lock_guard<std::mutex> lock(s_mutex);
+    if (!name.empty()) {
+      journal.push_back(name);
+    }
+    s_changed.notify_all(); // the waiters wake when the lock goes, after the count
+    return ++counter;
+  }
   static inline std::mutex s_mutex;
   static inline std::condition_variable s_changed;
   std::u16string m_name;
@@ -94,7 +95,6 @@ protected:
   void TearDown() override {
     VORX::Threading::_StopMaintenance();
     VORX::Threading::_ReleaseMaintenanceList();
-    auto lock = Request::Locked();
     Request::journal.clear();
   }
 };

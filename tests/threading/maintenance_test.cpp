@@ -9,9 +9,7 @@
 #include "threading/maintenance_requests.h"
 
 using namespace VORX::Threading;
-using vorx::test::Logged;
-using vorx::test::MakeRequest;
-using vorx::test::Request;
+using namespace vorx::test;
 using Maintenance = vorx::test::MaintenanceFixture;
 
 TEST_F(Maintenance, DueRequestsRunByPriorityPlusAgeSoTheLowOneRunsByTheFourthPass) {
@@ -25,7 +23,6 @@ TEST_F(Maintenance, DueRequestsRunByPriorityPlusAgeSoTheLowOneRunsByTheFourthPas
   EXPECT_TRUE(_StartMaintenance() && _IsMaintenanceRunning()) << "running already";
   ASSERT_TRUE(Request::WaitUntil([] { return Request::journal.size() >= 8; }));
   _StopMaintenance();
-  EXPECT_FALSE(_IsMaintenanceRunning());
   // Scores per pass (priority + age): high 0 each time; low -2, -1, 0 (a tie keeps the first
   // record), then 1.
   Request::journal.resize(8); // the thread has ended
@@ -33,18 +30,15 @@ TEST_F(Maintenance, DueRequestsRunByPriorityPlusAgeSoTheLowOneRunsByTheFourthPas
                                                            u"high", u"high", u"high", u"low"}));
 
   EXPECT_EQ(later.lockcnt(), 2u) << "one record holds the client";
-  EXPECT_TRUE(_UnregisterMaintenance(later));
-  EXPECT_FALSE(_UnregisterMaintenance(later)) << "no second record";
+  EXPECT_TRUE(_UnregisterMaintenance(later) && !_UnregisterMaintenance(later)) << "one record";
   VORX::Buffers::CPPlainMemory plain;
-  plain.Alloc(8);
-  EXPECT_FALSE(_RegisterMaintenance(plain)) << "no request interface";
+  EXPECT_TRUE(plain.Alloc(8) && !_RegisterMaintenance(plain)) << "no request interface";
   EXPECT_EQ(log.Lines().size(), 1u) << "one start";
   EXPECT_TRUE(Logged(log, qefDL_Info, u"Starting maintenance thread"));
 }
 
 TEST_F(Maintenance, StartsAgainAfterAStopAndAFailedRunDoesNotStopIt) {
   vorx::test::LogCapture log;
-  _StopMaintenance();                // not running: nothing
   for (long successes : {0, 1, 2}) { // the work, its multiple event, the thread block
     vorx::test::AllocationFailure failure(successes);
     EXPECT_FALSE(_StartMaintenance()) << successes;
@@ -54,7 +48,7 @@ TEST_F(Maintenance, StartsAgainAfterAStopAndAFailedRunDoesNotStopIt) {
   auto failing = MakeRequest(u"failing", 0, 0, Request::kThrowFirst);
   ASSERT_TRUE(_RegisterMaintenance(later));
   for (int round = 1; round <= 2; ++round) {
-    int const before = (Request::Locked(), failing->finished);
+    int const before = failing->finished;
     ASSERT_TRUE(_StartMaintenance());
     if (round == 1) { // registered once the thread has timed its wait: the registration wakes it
       ASSERT_TRUE(Request::WaitUntil([&] { return later->dueAsked >= 2; }));
@@ -62,7 +56,7 @@ TEST_F(Maintenance, StartsAgainAfterAStopAndAFailedRunDoesNotStopIt) {
     }
     EXPECT_TRUE(Request::WaitUntil([&] { return failing->finished > before; }))
         << round << ": runs, and again after its first run threw";
-    EXPECT_EQ((Request::Locked(), failing->priorityInRun), eThreadPriorityNormal)
+    EXPECT_EQ(failing->priorityInRun, eThreadPriorityNormal)
         << round << ": a thread that waited at the lowest priority runs at normal";
     _StopMaintenance();
   }
@@ -82,14 +76,12 @@ TEST_F(Maintenance, UnregisteringARunningRequestWaitsForItsRunToEnd) {
   int startedAtReturn = -1, finishedAtReturn = -2;
   std::thread client([&] {
     unregistered = _UnregisterMaintenance(busy);
-    auto lock = Request::Locked();
     startedAtReturn = busy->started;
     finishedAtReturn = busy->finished;
   });
   busy->gate.Set();
   client.join();
-  EXPECT_TRUE(unregistered);
-  EXPECT_EQ(startedAtReturn, finishedAtReturn);
+  EXPECT_TRUE(unregistered && startedAtReturn == finishedAtReturn);
   _StopMaintenance();
   EXPECT_EQ(busy->started, startedAtReturn) << "a withdrawn request is not chosen again";
 }

@@ -15,49 +15,31 @@
 
 using namespace VORX::Threading;
 
-namespace {
-
-int Policy() {
-  int policy = -1;
-  sched_param param{};
-  pthread_getschedparam(pthread_self(), &policy, &param);
-  return policy;
-}
-
-} // namespace
-
 int main(int argc, char ** argv) {
   bool const unprivileged = argc > 1 && std::strcmp(argv[1], "unprivileged") == 0;
   bool const root = geteuid() == 0; // started as root: the changes are applied
-  if (unprivileged) {
-    rlimit const none{0, 0};
-    if (setrlimit(RLIMIT_NICE, &none) != 0 || (getuid() == 0 && setuid(65534) != 0)) {
-      std::perror("cannot give up the privilege");
-      return 1;
-    }
+  rlimit const none{0, 0};
+  if (unprivileged && (setrlimit(RLIMIT_NICE, &none) != 0 || (root && setuid(65534) != 0))) {
+    std::perror("cannot give up the privilege");
+    return 1;
   }
-  int failures = 0;
-  auto const expect = [&failures](bool ok, char const * what) {
-    if (!ok) {
-      std::printf("failed: %s\n", what);
-      ++failures;
-    }
+  auto const policy = [] {
+    int current = -1;
+    sched_param param{};
+    pthread_getschedparam(pthread_self(), &current, &param);
+    return current;
   };
+  bool ok = true;
   for (int round = 0; round < 2; ++round) {
     CurrentThread::OS::SetThreadPriority(eThreadPriorityLowest);
-    expect(CurrentThread::OS::GetThreadPriority() == eThreadPriorityLowest, "remembers lowest");
-    int const idlePolicy = Policy();
-    if (unprivileged) {
-      expect(idlePolicy == SCHED_OTHER, "no change that cannot be undone");
-    } else if (root) {
-      expect(idlePolicy == SCHED_IDLE, "lowest is idle scheduling");
-    }
+    ok = ok && CurrentThread::OS::GetThreadPriority() == eThreadPriorityLowest;
+    // Unprivileged: no change that cannot be undone; as root: idle scheduling.
+    ok = ok && (unprivileged ? policy() == SCHED_OTHER : !root || policy() == SCHED_IDLE);
     CurrentThread::OS::SetThreadPriority(eThreadPriorityNormal);
-    expect(CurrentThread::OS::GetThreadPriority() == eThreadPriorityNormal, "remembers normal");
-    expect(Policy() == SCHED_OTHER, "back at normal scheduling");
+    ok = ok && CurrentThread::OS::GetThreadPriority() == eThreadPriorityNormal &&
+         policy() == SCHED_OTHER;
   }
-  if (failures == 0) {
-    std::printf("priorities ok (%s)\n", unprivileged ? "unprivileged" : "as started");
-  }
-  return failures == 0 ? 0 : 1;
+  std::printf(ok ? "priorities ok (%s)\n" : "failed (%s)\n",
+              unprivileged ? "unprivileged" : "as started");
+  return ok ? 0 : 1;
 }

@@ -4,7 +4,6 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
 
 #include <gtest/gtest.h>
 #include <vorx/timecode.h>
@@ -13,21 +12,15 @@
 
 namespace vorx::test {
 
-struct SweepResult {
-  std::int64_t checked = 0;
-  std::int64_t failures = 0;
-  std::string first; // the first failure, described
-};
-
 // Checks every `stride`-th frame fully against the oracle and every `stride * sparse`-th frame
-// through the long form and at negative and later positions.
-inline SweepResult SweepDay(std::uint32_t system, std::int64_t stride, std::int64_t sparse) {
+// through the long form and at negative and later positions; stops at the first failure (which
+// it adds to the test) and answers how many frames it checked.
+inline std::int64_t SweepDay(std::uint32_t system, std::int64_t stride, std::int64_t sparse) {
   using namespace VORX::TimeCode;
-  SweepResult result;
+  std::int64_t checked = 0;
   auto const check = [&](bool ok, std::int64_t frame, char const * what) {
-    if (!ok && result.failures++ == 0) {
-      result.first =
-          std::string(kFacts[system].name) + " frame " + std::to_string(frame) + ": " + what;
+    if (!ok) {
+      ADD_FAILURE() << kFacts[system].name << " frame " << frame << ": " << what;
     }
   };
   // The label of `position` is `expected` on day `days`, and composes back to `position`.
@@ -40,11 +33,12 @@ inline SweepResult SweepDay(std::uint32_t system, std::int64_t stride, std::int6
   SystemFacts const & facts = kFacts[system];
   std::int64_t const dayBU = facts.framesPerDay * facts.frameBU;
   LabelWalker walker(system);
-  for (std::int64_t frame = 0; frame < facts.framesPerDay; ++frame, walker.Next()) {
+  for (std::int64_t frame = 0; frame < facts.framesPerDay && !::testing::Test::HasFailure();
+       ++frame, walker.Next()) {
     if (frame % stride != 0) {
       continue;
     }
-    ++result.checked;
+    ++checked;
     std::int64_t const position = frame * facts.frameBU;
     check(reads(position, system, walker.label(), 0), frame, "label or label -> position");
     TCINFO const read{SZTC(TCINFO(position, system))};
@@ -65,7 +59,7 @@ inline SweepResult SweepDay(std::uint32_t system, std::int64_t stride, std::int6
   }
   check(walker.label() == Label{24, 0, 0, 0}, facts.framesPerDay, "the oracle's day end");
   check(reads(dayBU, system, Label{0, 0, 0, 0}, 1), facts.framesPerDay, "the day's length");
-  return result;
+  return checked;
 }
 
 } // namespace vorx::test

@@ -4,7 +4,6 @@
 #pragma once
 
 #include <cstdint>
-#include <ostream>
 
 #include <vorx/timecode.h>
 
@@ -14,10 +13,6 @@ struct Label {
   std::uint32_t h, m, s, f;
   bool operator==(Label const &) const = default;
 };
-
-inline std::ostream & operator<<(std::ostream & out, Label const & l) {
-  return out << l.h << ":" << l.m << ":" << l.s << ":" << l.f;
-}
 
 // The published facts of each system, written out by hand.
 struct SystemFacts {
@@ -38,7 +33,6 @@ constexpr SystemFacts kFacts[] = {
     {"NTSC(PX)", 80, 15, 0, 1, 1296000},    {"FILM(PX)", 100, 12, 0, 1, 1036800},
     {"HD30", 40, 30, 0, 1, 2592000},        {"HD60", 20, 60, 0, 1, 5184000},
 };
-static_assert(sizeof(kFacts) / sizeof(kFacts[0]) == 14);
 
 class LabelWalker {
 public:
