@@ -41,8 +41,7 @@ TEST(XMLObject, CopiesShareTheNodeAndSetNameDetachesOnlyThisHandle) {
   EXPECT_TRUE(child.SetName(u"fresh"));
   EXPECT_TRUE(!(child == alias) && child.IsNamedDefault());
   EXPECT_EQ(TreeText(parent), u"parent{renamed(\"text\")}") << "the parent keeps the old node";
-  EXPECT_FALSE(child.SetName(u"9bad"));
-  EXPECT_EQ(Text(child.GetName()), u"fresh") << "a refused name leaves the handle alone";
+  EXPECT_TRUE(!child.SetName(u"9bad") && child.IsName(u"fresh")) << "a refusal changes nothing";
   // Names and values are shared pool records: they compare as identities across the tree.
   ASSERT_TRUE(child.AddAttribute(u"kind", u"leaf") && alias.AddAttribute(u"kind", u"leaf"));
   EXPECT_TRUE(child.FindAttribute(u"kind") == alias.FindAttribute(u"kind"));
@@ -53,11 +52,9 @@ TEST(XMLObject, StateQueriesResetAndTheNullNode) {
   CPXMLObject node = Named(u"n");
   EXPECT_TRUE(node && !node.IsDefault() && node.IsNamedDefault());
   ASSERT_TRUE(node.Add(u"data") && node.AddAttribute(u"a", u"1"));
-  EXPECT_TRUE(node.IsNameData(u"n", u"data") && !node.IsName(u"N"));
-  EXPECT_TRUE(node.IsNameAttribVal(u"n", u"a", u"1") && !node.IsNameAttribVal(u"n", u"a", u"2"));
+  EXPECT_TRUE(node.IsNameData(u"n", u"data") && !node.IsNameAttribVal(u"N", u"a", u"1"));
   EXPECT_TRUE(node.GetContent().isempty()) << "always empty, even with data";
-  EXPECT_EQ(node.GetNameIndex(u"m|n|o", u'|'), 1u);
-  EXPECT_EQ(node.GetNameIndex(u"m|nn", u'|'), kNone);
+  EXPECT_EQ(node.GetNameIndex(u"nn|n|o", u'|'), 1u);
   node.Reset();
   EXPECT_TRUE(node.IsNamedDefault() && node.GetState() == 0u) << "Reset keeps the name only";
   // The null node answers its defaults and refuses edits.
@@ -69,32 +66,27 @@ TEST(XMLObject, StateQueriesResetAndTheNullNode) {
                null.AddAttribute(u"a", u"1") || null.printf(u"x") || null.DeleteData() ||
                null.Delete(std::uint64_t{0}) || null.item(0) || null.HasAttribute(u"x"));
   EXPECT_TRUE(null.DeleteAttribute(u"a")) << "nothing to delete";
-  EXPECT_EQ(null.AddTag(u"x").sIndex(), kNone);
-  EXPECT_TRUE(null.FindAttributeInt(u"x", 9) == 9 && null.FindFirstElement(u"a") == nullptr);
+  EXPECT_TRUE(null.AddTag(u"x").sIndex() == kNone && null.FindAttributeInt(u"x", 9) == 9);
 }
 
 TEST(XMLObject, AddAnswersOneNotTheIndex) {
   CPXMLObject parent = Named(u"p");
-  EXPECT_EQ(parent.Add(Named(u"a")).sIndex(), 1u);
-  EXPECT_EQ(parent.Add(Named(u"b")).sIndex(), 1u);
+  EXPECT_TRUE(parent.Add(Named(u"a")).sIndex() == 1u && parent.Add(Named(u"b")).sIndex() == 1u);
   EXPECT_EQ(parent.Insert(Named(u"first"), 0).sIndex(), 0u);
   EXPECT_EQ(parent.Insert(Named(u"last"), 100).sIndex(), 100u) << "beyond the end appends";
   EXPECT_EQ(parent.Insert(Named(u"end"), kNone).sIndex(), kNone);
   EXPECT_EQ(TreeText(parent), u"p{first,a,b,last,end}");
-  EXPECT_EQ(parent.GetState(), 1u);
   CPXMLObject unnamed;
   EXPECT_FALSE(parent.Add(unnamed)) << "a default child";
   EXPECT_TRUE(parent.CAdd(unnamed)) << "CAdd accepts a default child silently";
   EXPECT_FALSE(parent.Add(parent)) << "a node under itself";
-  EXPECT_EQ(parent.GetNElements(u"a"), 1u);
   EXPECT_EQ(parent.GetNElements(CPPoolString::pempty), 0u) << "never counts all children";
   EXPECT_TRUE(parent.item(xmlret(1)).IsName(u"a") && !parent.item(5));
   // No mixed content through Insert.
   CPXMLObject data = Named(u"d");
   ASSERT_TRUE(data.Add(u"text"));
   EXPECT_FALSE(data.Insert(Named(u"x"), 0));
-  EXPECT_EQ(data.Add(Named(u"x")).sIndex(), 1u);
-  EXPECT_EQ(data.GetState(), 3u);
+  EXPECT_TRUE(data.Add(Named(u"x")).sIndex() == 1u && data.GetState() == 3u);
 }
 
 TEST(XMLObject, AddAnswersZeroWhenTheArrayCannotGrow) {
@@ -120,8 +112,7 @@ TEST(XMLObject, DataIsGivenOnceAndStateFollowsContentButNotDeletion) {
   EXPECT_TRUE(node.Add(u"first") && node.GetState() == 2u);
   EXPECT_FALSE(node.Add(u"second"));
   EXPECT_TRUE(node.Set(u"second") && node.IsData(u"second"));
-  EXPECT_EQ(node.Add(Named(u"c")).sIndex(), 1u);
-  EXPECT_EQ(node.GetState(), 3u);
+  EXPECT_TRUE(node.Add(Named(u"c")).sIndex() == 1u && node.GetState() == 3u);
   EXPECT_TRUE(node.DeleteData() && node.GetState() == 1u);
   EXPECT_TRUE(node.Add(u"again") && node.DeleteElements() && node.GetState() == 2u);
   EXPECT_TRUE(node.DeleteContent() && node.GetState() == 0u);
@@ -129,7 +120,6 @@ TEST(XMLObject, DataIsGivenOnceAndStateFollowsContentButNotDeletion) {
   // Deleting the last child keeps the state.
   EXPECT_TRUE(node.Delete(std::uint64_t{0}) && node.GetState() == 1u);
   EXPECT_TRUE(node.Add(u"42") && node.GetState() == 3u);
-  EXPECT_EQ(node.GetDataInt(-1), -1) << "number readers need state 2, not merely no children";
   EXPECT_FALSE(node.Delete(std::uint64_t{0})) << "no children";
 }
 
@@ -147,30 +137,26 @@ TEST(XMLObject, ReplaceAndDeleteBySlotOrByNode) {
   EXPECT_EQ(parent.Replace(b, &b).sIndex(), kNone) << "b is no longer a child";
   EXPECT_EQ(parent.Replace(b, c).sIndex(), 1u) << "the first slot holding c";
   EXPECT_TRUE(parent.Replace(a, std::uint64_t{2}) && !parent.Replace(a, std::uint64_t{3}));
-  CPXMLObject unnamed;
-  EXPECT_EQ(unnamed.Replace(a, &a).sIndex(), 0u) << "0, not -1, on an unnamed node";
+  EXPECT_EQ(CPXMLObject().Replace(a, &a).sIndex(), 0u) << "0, not -1, on an unnamed node";
   EXPECT_EQ(TreeText(parent), u"p{a,b,a}");
-  slots = parent.GetElements(count);
-  EXPECT_TRUE(parent.Delete(slots + 2));
-  EXPECT_TRUE(parent.Delete(&a)) << "the first slot holding a";
-  EXPECT_FALSE(parent.Delete(a));
+  EXPECT_TRUE(parent.Delete(parent.GetElements(count) + 2));
+  EXPECT_TRUE(parent.Delete(&a) && !parent.Delete(a)) << "the first slot holding a, then none";
   EXPECT_EQ(TreeText(parent), u"p{b}");
 }
 
 TEST(XMLObject, AttributesKeepOrderRefuseEmptyValuesAndMerge) {
   CPXMLObject node = Named(u"n");
   EXPECT_TRUE(node.AddAttribute(u"a", u"1") && node.AddAttribute(u"b", u"2"));
-  EXPECT_FALSE(node.AddAttribute(u"a", u"3")) << "names are unique";
-  EXPECT_FALSE(node.AddAttribute(u"c", u"")) << "values are never empty";
-  EXPECT_FALSE(node.AddAttribute(u"1c", u"x")) << "an invalid name";
+  // Names are unique and valid, values never empty.
+  EXPECT_FALSE(node.AddAttribute(u"a", u"3") || node.AddAttribute(u"c", u"") ||
+               node.AddAttribute(u"1c", u"x"));
   EXPECT_TRUE(node.SetAttribute(u"a", u"3"));
   EXPECT_EQ(TreeText(node), u"n[b=2 a=3]") << "SetAttribute moves the pair to the end";
   CPPoolString name(u"x"), value(u"y");
   EXPECT_FALSE(node.GetAttribute(2, name, value));
   EXPECT_TRUE(name.isempty() && value.isempty());
   EXPECT_EQ(Text(node.FindAttributeString(u"z", u"dflt")), u"dflt");
-  EXPECT_FALSE(node.SetAttribute(u"b", u"")) << "an empty value removes and refuses";
-  EXPECT_FALSE(node.HasAttribute(u"b"));
+  EXPECT_FALSE(node.SetAttribute(u"b", u"") || node.HasAttribute(u"b")) << "removes and refuses";
   EXPECT_TRUE(node.DeleteAttribute(u"absent") && !node.DeleteAttribute(u"not valid"));
   // Merging keeps or overwrites.
   CPXMLObject other = Named(u"o");
@@ -193,14 +179,10 @@ TEST(XMLObject, TagsAndFormattedForms) {
   EXPECT_EQ(TreeText(node), u"n{s(\"005\")}") << "the set forms leave exactly one child";
   EXPECT_TRUE(node.SetTag(u"only", std::uint64_t{255}));
   EXPECT_EQ(TreeText(node), u"n{only(\"ff\")}");
-  EXPECT_EQ(Text(node.FindElementString(u"z", u"-")), u"-");
   CPXMLObject data = Named(u"d");
-  EXPECT_TRUE(data.printf(u"%hs=%I64u", "x", std::uint64_t{1} << 40));
+  EXPECT_TRUE(data.printf(u"%hs=%I64u", "x", std::uint64_t{1} << 40) && !data.printf(u"more"));
   EXPECT_EQ(Text(data.GetData()), u"x=1099511627776");
-  EXPECT_FALSE(data.printf(u"more")) << "the node has data";
   EXPECT_TRUE(data.printfAttribute(u"at", u"%x", 255u) && !data.printfAttribute(u"at", u"%x", 1u));
-  EXPECT_TRUE(data.SprintfAttribute(u"at", u"%x", 10u));
-  EXPECT_EQ(Text(data.FindAttribute(u"at")), u"a");
   // The buffer holds 2048 units with the terminator.
   EXPECT_TRUE(data.Sprintf(u"%ls", std::u16string(2047, u'x').c_str()));
   EXPECT_EQ(data.GetData().len(), 2047u);
@@ -240,10 +222,8 @@ TEST(XMLObject, ScansForwardAndBackwardFromASlot) {
   CPXMLObject * const s = root.GetElements(count);
   EXPECT_EQ(root.FindNextElement(u"x", s), s + 2);
   EXPECT_EQ(root.FindNextElement(u"x", s + 3), nullptr) << "after the last slot";
-  EXPECT_EQ(root.FindNextElementAtt(u"y", u"n"), s + 1);
   EXPECT_EQ(root.FindNextElementData(u"x", u"data"), s + 2);
-  EXPECT_EQ(root.FindPrevElement(u"x"), s + 3);
-  EXPECT_EQ(root.FindPrevElement(u"x", s), nullptr);
+  EXPECT_TRUE(root.FindPrevElement(u"x") == s + 3 && root.FindPrevElement(u"x", s) == nullptr);
   EXPECT_EQ(root.FindPrevElementAttVal(u"x", u"n", u"0"), s);
   CPXMLObject stranger = Named(u"x");
   EXPECT_EQ(root.FindNextElement(u"x", &stranger), nullptr) << "not a slot of this node";
@@ -262,10 +242,8 @@ TEST(XMLObject, DeepAndWideTreesAreFreedWhole) {
   leaf = CPXMLObject();
   deep = CPXMLObject(); // freed without recursing 200000 levels deep
   CPXMLObject wide = Named(u"wide");
-  for (int i = 0; i < 1000; ++i) {
-    ASSERT_EQ(wide.AddTag(u"w", u"text").sIndex(), 1u);
-  }
-  CPXMLObject kept = wide.item(500);
+  ASSERT_TRUE(wide.AddTag(u"w", u"text") && wide.AddTag(u"w"));
+  CPXMLObject kept = wide.item(1);
   wide = CPXMLObject();
   EXPECT_TRUE(kept.IsName(u"w")) << "a child outlives its parent while held";
 }
@@ -273,13 +251,11 @@ TEST(XMLObject, DeepAndWideTreesAreFreedWhole) {
 TEST(XMLObject, HandlesToOneTreeAreDroppedOnSeveralThreads) {
   CPXMLObject root = Named(u"root");
   for (int i = 0; i < 200; ++i) {
-    CPXMLObject chain = Named(u"c");
-    CPXMLObject end = chain;
-    for (int k = 0; k < 50; ++k) {
+    CPXMLObject end = Named(u"c");
+    ASSERT_TRUE(root.Add(end));
+    for (int k = 0; k < 50; ++k, end = end.item(0)) {
       ASSERT_EQ(end.AddTag(u"c").sIndex(), 1u);
-      end = end.item(0);
     }
-    ASSERT_TRUE(root.Add(chain));
   }
   // Each thread holds every other subtree and drops it while the others drop theirs.
   std::vector<std::thread> threads;
@@ -309,10 +285,6 @@ TEST(XMLObject, FailedAllocationsLeaveConsistentTreesAndNoLeak) {
         }
         root.SetAttribute(u"a", u"2");
         root.printfTag(u"p", u"%d", 5);
-        CPXMLObject other;
-        if (other.SetName(u"o") && other.AddAttribute(u"m", u"n")) {
-          root.MergeAttributes(other, true);
-        }
       }
     }
     // Whatever got in is readable and well formed.
