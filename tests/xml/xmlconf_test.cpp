@@ -3,10 +3,7 @@
 
 #include <algorithm>
 #include <cstring>
-#include <filesystem>
 #include <set>
-#include <string>
-#include <vector>
 
 #include "xmlnode_support.h"
 #include "xmltree_support.h"

@@ -2,11 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <string>
 #include <vector>
 
-#include <vorx/develop.h>
-#include <vorx/string.h>
 #include <vorx/xml.h>
 
 #include "support/diagnostics_capture.h"

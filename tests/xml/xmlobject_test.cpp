@@ -1,13 +1,8 @@
 // The element tree: sharing, mutation rules and their deliberate results, navigation, search.
 #include <gtest/gtest.h>
 
-#include <cstdint>
-#include <string>
 #include <thread>
 #include <vector>
-
-#include <vorx/string.h>
-#include <vorx/xml.h>
 
 #include "support/memory_hooks.h"
 #include "xmlnode_support.h"
@@ -35,7 +30,6 @@ TEST(XMLObject, CopiesShareTheNodeAndSetNameDetachesOnlyThisHandle) {
   CPXMLObject alias = child;
   EXPECT_EQ(parent.Add(child).sIndex(), 1u);
   EXPECT_TRUE(alias.Add(u"text"));
-  EXPECT_TRUE(parent.item(0) == child) << "the child added is the handle's own node";
   EXPECT_TRUE(child.Rename(u"renamed"));
   EXPECT_EQ(TreeText(parent), u"parent{renamed(\"text\")}") << "edits show through every handle";
   EXPECT_TRUE(child.SetName(u"fresh"));
@@ -209,12 +203,10 @@ TEST(XMLObject, PathSearchTakesTheFirstChildOfEachName) {
 
 TEST(XMLObject, ScansForwardAndBackwardFromASlot) {
   CPXMLObject root = Named(u"r");
-  char16_t const * const names[] = {u"x", u"y", u"x", u"x"};
-  for (int i = 0; i < 4; ++i) {
-    CPXMLObject child = Named(names[i]);
-    ASSERT_TRUE(child.AddAttribute(u"n", CPPoolString(static_cast<std::int32_t>(i))));
-    ASSERT_TRUE((i < 2 || child.Add(u"data")) && root.Add(child));
+  for (char16_t const * name : {u"x", u"y", u"x", u"x"}) {
+    ASSERT_EQ(root.AddTag(name, Count(root) < 2 ? u"" : u"data").sIndex(), 1u);
   }
+  ASSERT_TRUE(root.item(0).AddAttribute(u"n", u"0"));
   std::uint64_t count = 0;
   CPXMLObject * const s = root.GetElements(count);
   EXPECT_EQ(root.FindNextElement(u"x", s), s + 2);

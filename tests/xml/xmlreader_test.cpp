@@ -2,10 +2,6 @@
 // hostile input.
 #include <gtest/gtest.h>
 
-#include <cstdint>
-#include <string>
-#include <vector>
-
 #include "support/memory_hooks.h"
 #include "xmltree_support.h"
 
@@ -74,7 +70,6 @@ TEST(XmlReader, RefusesMalformedDocumentsWithCodeAndPosition) {
       {"<?xml version=\"1.0\" encoding=\"UTF-16\"?><a/>", kXMLErrEncoding, kAny},
       {" <?xml version=\"1.0\"?><a/>", kXMLErrInvalidTag, kAny},
       {"<a><?pi data", kXMLErrOpenEnclosure, 12},
-      {"<a x=\"<\"/>", kXMLErrBadAttribute, 6},
       {"<a x=\"1/>", kXMLErrOpenString, 9},
       {"<a><!-- a -- b --></a>", kXMLErrOpenComment, 10},
       {"<a><![CDATA[x</a>", kXMLErrOpenCDATA, 17},

@@ -1,15 +1,11 @@
 // Typed values written into data and attributes and read back through the typed readers.
 #include <gtest/gtest.h>
 
-#include <cstdint>
 #include <cstring>
 #include <limits>
-#include <string>
 
 #include <vorx/math.h>
-#include <vorx/string.h>
 #include <vorx/timecode.h>
-#include <vorx/xml.h>
 
 #include "support/memory_hooks.h"
 #include "xmlnode_support.h"
