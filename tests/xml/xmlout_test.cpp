@@ -55,10 +55,8 @@ TEST(XmlOut, WritesElementsAttributesAndDataExactly) {
   ASSERT_TRUE(child.Add(CXMLValue(CPPoolString(u"x"))));
   // Forty levels below: eighty spaces of indent, never more.
   CPXMLObject current = root;
-  for (int i = 0; i < 40; ++i) {
-    CPXMLObject next = Named(u"d");
-    ASSERT_EQ(current.Add(next).sIndex(), 1u);
-    current = next;
+  for (int i = 0; i < 40; ++i, current = current.item(current.IsName(u"r") ? 1 : 0)) {
+    ASSERT_EQ(current.AddTag(u"d").sIndex(), 1u);
   }
   std::string const flat = Utf8Out(root, false);
   EXPECT_EQ(flat.substr(0, flat.find("<d>")),
