@@ -6,42 +6,22 @@
 
 #include <cstdio>
 
-namespace {
-
-double Seconds() {
-  timespec now{};
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
-}
-
-} // namespace
-
 int main(int argc, char ** argv) {
   if (argc != 2) {
-    std::fprintf(stderr, "usage: %s LIBRARY\n", argv[0]);
-    return 2;
+    return 2; // usage: late_load_probe LIBRARY
   }
-  double const entered = Seconds();
-  while (Seconds() - entered < 0.7) {
-    timespec const pause{0, 50000000};
-    nanosleep(&pause, nullptr);
+  timespec pause{0, 700000000};
+  while (nanosleep(&pause, &pause) != 0) {
   }
-  void * library = dlopen(argv[1], RTLD_NOW | RTLD_LOCAL);
-  if (!library) {
-    std::fprintf(stderr, "%s\n", dlerror());
-    return 1;
-  }
-  using Ticks = double (*)();
-  auto const getTicks = reinterpret_cast<Ticks>(dlsym(library, "_ZN4VORX7Develop9_getTicksEv"));
+  void * const library = dlopen(argv[1], RTLD_NOW | RTLD_LOCAL);
+  auto const getTicks = reinterpret_cast<double (*)()>(
+      library ? dlsym(library, "_ZN4VORX7Develop9_getTicksEv") : nullptr);
   if (!getTicks) {
-    std::fprintf(stderr, "no _getTicks in %s\n", argv[1]);
+    std::fprintf(stderr, "no _getTicks in %s: %s\n", argv[1], dlerror());
     return 1;
   }
   double const ticks = getTicks();
-  std::printf("_getTicks() after a late load: %.3f\n", ticks);
-  if (ticks < 0.69) {
-    return 1;
-  }
-  std::printf("late load ok\n");
-  return 0;
+  std::printf("_getTicks() after a late load: %.3f\n%s", ticks,
+              ticks >= 0.69 ? "late load ok\n" : "");
+  return ticks >= 0.69 ? 0 : 1;
 }

@@ -12,11 +12,8 @@ using VORX::Threading::_IsMaintenanceRunning;
 namespace {
 
 TEST(Lifecycle, NestedCallsStartAndStopOnceAndTheCountIsNotClamped) {
-  ASSERT_FALSE(_IsMaintenanceRunning());
-  EXPECT_TRUE(VORX::AppInit());
-  EXPECT_TRUE(_IsMaintenanceRunning());
+  EXPECT_TRUE(VORX::AppInit() && VORX::AppInit());
   EXPECT_FALSE(CStringPool::AppInit()) << "the pool's request is registered already";
-  EXPECT_TRUE(VORX::AppInit());
   VORX::AppExit();
   EXPECT_TRUE(_IsMaintenanceRunning());
   VORX::AppExit();
@@ -31,36 +28,30 @@ TEST(Lifecycle, NestedCallsStartAndStopOnceAndTheCountIsNotClamped) {
   EXPECT_TRUE(VORX::AppInit()); // 1: the library starts again after a complete stop
   EXPECT_TRUE(_IsMaintenanceRunning());
   VORX::AppExit();
-  EXPECT_FALSE(_IsMaintenanceRunning());
 }
+
+constexpr char16_t kAged[] = u"aged-by-the-maintenance-thread";
 
 // Runs only when the pool's request has been chosen about a hundred times since (its priority is
 // far below), and signals once the watched text has left the pool.
-class Watcher final : public VORX::Threading::IMaintenanceRequest {
-public:
-  explicit Watcher(char16_t const * text) : m_text(text) {}
+struct Watcher final : VORX::Threading::IMaintenanceRequest {
   qefWChar const * GetName() override { return u"Watcher"; }
   std::uint64_t GetNextDueTime() override { return 0; }
   std::int32_t GetPriority() override { return -100; }
   void Run() override {
-    if (CStringPool::QueryStringRef(m_text).isnull()) {
+    if (CStringPool::QueryStringRef(kAged).isnull()) {
       gone.Set();
     }
   }
   VORX::Threading::CPEvent gone{true};
-
-private:
-  char16_t const * m_text;
 };
 
 TEST(Lifecycle, ThePoolsMaintenanceAgesOutUnheldStrings) {
   CStringPool::_SetMaintenanceIntervals(0, 0);
   ASSERT_TRUE(VORX::AppInit());
-  CPPoolString s(u"aged-by-the-maintenance-thread");
-  s.free();
+  CPPoolString(kAged).free();
   VORX::Threading::CPInterfaceObject<Watcher> watcher;
-  ASSERT_TRUE(watcher.Create(u"aged-by-the-maintenance-thread"));
-  ASSERT_TRUE(VORX::Threading::_RegisterMaintenance(watcher));
+  ASSERT_TRUE(watcher.Create() && VORX::Threading::_RegisterMaintenance(watcher));
   EXPECT_EQ(watcher->gone.Wait(20000), VORX::Threading::qefWaitObject0);
   VORX::AppExit();
   CStringPool::_SetMaintenanceIntervals(20000, 10000);

@@ -1,13 +1,8 @@
 // The element tree: sharing, mutation rules and their deliberate results, navigation, search.
 #include <gtest/gtest.h>
 
-#include <cstdint>
-#include <string>
 #include <thread>
 #include <vector>
-
-#include <vorx/string.h>
-#include <vorx/xml.h>
 
 #include "support/memory_hooks.h"
 #include "xmlnode_support.h"
@@ -21,6 +16,7 @@ using VORX::XML::xmlret;
 using vorx::test::kNone;
 using vorx::test::Named;
 using vorx::test::Text;
+using vorx::test::TreeText;
 
 std::uint64_t Count(CPXMLObject const & node) {
   std::uint64_t count = 0;
@@ -34,102 +30,57 @@ TEST(XMLObject, CopiesShareTheNodeAndSetNameDetachesOnlyThisHandle) {
   CPXMLObject alias = child;
   EXPECT_EQ(parent.Add(child).sIndex(), 1u);
   EXPECT_TRUE(alias.Add(u"text"));
-  EXPECT_TRUE(parent.item(0) == child) << "the child added is the handle's own node";
-  EXPECT_EQ(Text(parent.item(0).GetData()), u"text") << "an edit through one handle shows in all";
   EXPECT_TRUE(child.Rename(u"renamed"));
-  EXPECT_EQ(Text(parent.item(0).GetName()), u"renamed");
+  EXPECT_EQ(TreeText(parent), u"parent{renamed(\"text\")}") << "edits show through every handle";
   EXPECT_TRUE(child.SetName(u"fresh"));
   EXPECT_TRUE(!(child == alias) && child.IsNamedDefault());
-  EXPECT_EQ(Text(parent.item(0).GetName()), u"renamed") << "the parent keeps the old node";
-  EXPECT_EQ(Text(alias.GetData()), u"text");
-  EXPECT_FALSE(child.SetName(u"9bad"));
-  EXPECT_EQ(Text(child.GetName()), u"fresh") << "a refused name leaves the handle alone";
+  EXPECT_EQ(TreeText(parent), u"parent{renamed(\"text\")}") << "the parent keeps the old node";
+  EXPECT_TRUE(!child.SetName(u"9bad") && child.IsName(u"fresh")) << "a refusal changes nothing";
+  // Names and values are shared pool records: they compare as identities across the tree.
+  ASSERT_TRUE(child.AddAttribute(u"kind", u"leaf") && alias.AddAttribute(u"kind", u"leaf"));
+  EXPECT_TRUE(child.FindAttribute(u"kind") == alias.FindAttribute(u"kind"));
+  EXPECT_TRUE(Named(u"fresh").GetName() == child.GetName());
 }
 
-TEST(XMLObject, NamesAndDataAreSharedPoolRecords) {
-  CPXMLObject root = Named(u"root");
-  for (int i = 0; i < 100000; ++i) {
-    CPXMLObject item = Named(u"item");
-    ASSERT_TRUE(item.AddAttribute(u"kind", CPPoolString(u"leaf")) && root.Add(item));
-  }
-  // One record per distinct text: names and values compare as identities across the tree.
-  CPXMLObject const first = root.item(0), last = root.item(99999);
-  EXPECT_TRUE(first.GetName() == last.GetName());
-  EXPECT_GE(first.GetName().lockcnt(), 100000u);
-  EXPECT_TRUE(first.FindAttribute(u"kind") == last.FindAttribute(u"kind"));
-  EXPECT_EQ(root.GetNElements(u"item"), 100000u);
-}
-
-TEST(XMLObject, StateQueriesAndResetKeepingTheName) {
+TEST(XMLObject, StateQueriesResetAndTheNullNode) {
   CPXMLObject node = Named(u"n");
   EXPECT_TRUE(node && !node.IsDefault() && node.IsNamedDefault());
-  EXPECT_TRUE(node.IsName(u"n") && !node.IsName(u"N"));
   ASSERT_TRUE(node.Add(u"data") && node.AddAttribute(u"a", u"1"));
-  EXPECT_FALSE(node.IsNamedDefault());
-  EXPECT_TRUE(node.IsData(u"data") && node.IsNameData(u"n", u"data"));
-  EXPECT_TRUE(node.IsNameAttrib(u"n", u"a") && !node.IsNameAttrib(u"n", u"b"));
-  EXPECT_TRUE(node.IsNameAttribVal(u"n", u"a", u"1") && !node.IsNameAttribVal(u"n", u"a", u"2"));
+  EXPECT_TRUE(node.IsNameData(u"n", u"data") && !node.IsNameAttribVal(u"N", u"a", u"1"));
   EXPECT_TRUE(node.GetContent().isempty()) << "always empty, even with data";
-  EXPECT_EQ(node.GetNameIndex(u"m|n|o", u'|'), 1u);
-  EXPECT_EQ(node.GetNameIndex(u"m|nn", u'|'), kNone);
+  EXPECT_EQ(node.GetNameIndex(u"nn|n|o", u'|'), 1u);
   node.Reset();
   EXPECT_TRUE(node.IsNamedDefault() && node.GetState() == 0u) << "Reset keeps the name only";
-}
-
-TEST(XMLObject, NullNodeAnswersItsDefaultsAndRefusesEdits) {
+  // The null node answers its defaults and refuses edits.
   CPXMLObject null;
-  CPXMLObject other = Named(u"o");
-  CPPoolString name, value;
   std::uint64_t count = 7;
   EXPECT_TRUE(!null && null.IsDefault() && !null.IsNamedDefault() && null.GetName().isempty());
   EXPECT_TRUE(null.GetElements(count) == nullptr && count == 0u);
-  null.Reset();
-  EXPECT_FALSE(null.Rename(u"x") || null.Add(u"x") || null.Add(other) || null.CAdd(other) ||
-               null.Insert(other, 0) || null.Set(u"x") || null.SetTag(u"x", u"y") ||
-               null.AddAttribute(u"a", u"1") || null.printf(u"x") ||
-               null.MergeAttributes(other, true));
-  EXPECT_FALSE(null.Delete(std::uint64_t{0}) || null.DeleteData() || null.DeleteElements() ||
-               null.DeleteContent() || null.item(0) || null.HasAttribute(u"x") ||
-               null.GetAttribute(0, name, value));
+  EXPECT_FALSE(null.Rename(u"x") || null.Add(u"x") || null.Add(node) || null.Insert(node, 0) ||
+               null.AddAttribute(u"a", u"1") || null.printf(u"x") || null.DeleteData() ||
+               null.Delete(std::uint64_t{0}) || null.item(0) || null.HasAttribute(u"x"));
   EXPECT_TRUE(null.DeleteAttribute(u"a")) << "nothing to delete";
-  EXPECT_EQ(null.AddTag(u"x").sIndex(), kNone);
-  EXPECT_TRUE(null.GetState() == 0u && null.GetNAttributes() == 0u &&
-              null.GetNElements(u"x") == 0u);
-  EXPECT_EQ(null.GetNameIndex(u"x", u'|'), kNone);
-  EXPECT_TRUE(null.FindElementData(u"x").isempty() && null.GetData().isempty());
-  EXPECT_TRUE(null.FindAttributeInt(u"x", 9) == 9 && null.GetDataInt(9) == 9);
-  EXPECT_EQ(null.FindFirstElement(u"a"), nullptr);
-  EXPECT_EQ(null.FindNextElement(u"x"), nullptr);
+  EXPECT_TRUE(null.AddTag(u"x").sIndex() == kNone && null.FindAttributeInt(u"x", 9) == 9);
 }
 
 TEST(XMLObject, AddAnswersOneNotTheIndex) {
   CPXMLObject parent = Named(u"p");
-  EXPECT_EQ(parent.Add(Named(u"a")).sIndex(), 1u);
-  EXPECT_EQ(parent.Add(Named(u"b")).sIndex(), 1u);
+  EXPECT_TRUE(parent.Add(Named(u"a")).sIndex() == 1u && parent.Add(Named(u"b")).sIndex() == 1u);
   EXPECT_EQ(parent.Insert(Named(u"first"), 0).sIndex(), 0u);
   EXPECT_EQ(parent.Insert(Named(u"last"), 100).sIndex(), 100u) << "beyond the end appends";
   EXPECT_EQ(parent.Insert(Named(u"end"), kNone).sIndex(), kNone);
-  std::u16string order;
-  for (std::uint64_t i = 0; i < 5; ++i) {
-    order += Text(parent.item(i).GetName()) + u",";
-  }
-  EXPECT_EQ(order, u"first,a,b,last,end,");
-  EXPECT_EQ(parent.GetState(), 1u);
-  // Refusals.
+  EXPECT_EQ(TreeText(parent), u"p{first,a,b,last,end}");
   CPXMLObject unnamed;
   EXPECT_FALSE(parent.Add(unnamed)) << "a default child";
   EXPECT_TRUE(parent.CAdd(unnamed)) << "CAdd accepts a default child silently";
   EXPECT_FALSE(parent.Add(parent)) << "a node under itself";
-  EXPECT_EQ(parent.GetNElements(u"a"), 1u);
   EXPECT_EQ(parent.GetNElements(CPPoolString::pempty), 0u) << "never counts all children";
-  EXPECT_FALSE(parent.item(5));
-  EXPECT_TRUE(parent.item(xmlret(1)).IsName(u"a"));
+  EXPECT_TRUE(parent.item(xmlret(1)).IsName(u"a") && !parent.item(5));
   // No mixed content through Insert.
   CPXMLObject data = Named(u"d");
   ASSERT_TRUE(data.Add(u"text"));
   EXPECT_FALSE(data.Insert(Named(u"x"), 0));
-  EXPECT_EQ(data.Add(Named(u"x")).sIndex(), 1u);
-  EXPECT_EQ(data.GetState(), 3u);
+  EXPECT_TRUE(data.Add(Named(u"x")).sIndex() == 1u && data.GetState() == 3u);
 }
 
 TEST(XMLObject, AddAnswersZeroWhenTheArrayCannotGrow) {
@@ -154,24 +105,15 @@ TEST(XMLObject, DataIsGivenOnceAndStateFollowsContentButNotDeletion) {
   EXPECT_TRUE(node.Add(u"") && node.GetState() == 0u) << "an empty text changes nothing";
   EXPECT_TRUE(node.Add(u"first") && node.GetState() == 2u);
   EXPECT_FALSE(node.Add(u"second"));
-  EXPECT_EQ(Text(node.GetData()), u"first");
-  EXPECT_TRUE(node.Set(u"second"));
-  EXPECT_EQ(Text(node.GetData()), u"second");
-  EXPECT_EQ(node.Add(Named(u"c")).sIndex(), 1u);
-  EXPECT_EQ(node.GetState(), 3u);
+  EXPECT_TRUE(node.Set(u"second") && node.IsData(u"second"));
+  EXPECT_TRUE(node.Add(Named(u"c")).sIndex() == 1u && node.GetState() == 3u);
   EXPECT_TRUE(node.DeleteData() && node.GetState() == 1u);
-  EXPECT_TRUE(node.Add(u"again") && node.GetState() == 3u);
-  EXPECT_TRUE(node.DeleteElements() && node.GetState() == 2u);
-  EXPECT_TRUE(node.DeleteElements()) << "nothing to delete";
+  EXPECT_TRUE(node.Add(u"again") && node.DeleteElements() && node.GetState() == 2u);
   EXPECT_TRUE(node.DeleteContent() && node.GetState() == 0u);
-  EXPECT_TRUE(node.DeleteData());
   EXPECT_TRUE(node.Set(Named(u"only")) && node.GetState() == 1u);
-  EXPECT_FALSE(node.Set(CPXMLObject()));
   // Deleting the last child keeps the state.
-  ASSERT_TRUE(node.DeleteContent() && node.Add(Named(u"c")) && node.Delete(std::uint64_t{0}));
-  EXPECT_EQ(node.GetState(), 1u);
+  EXPECT_TRUE(node.Delete(std::uint64_t{0}) && node.GetState() == 1u);
   EXPECT_TRUE(node.Add(u"42") && node.GetState() == 3u);
-  EXPECT_EQ(node.GetDataInt(-1), -1) << "number readers need state 2, not merely no children";
   EXPECT_FALSE(node.Delete(std::uint64_t{0})) << "no children";
 }
 
@@ -185,89 +127,55 @@ TEST(XMLObject, ReplaceAndDeleteBySlotOrByNode) {
   CPXMLObject * slots = parent.GetElements(count);
   // A pointer into the array names its slot; any other pointer names the node it holds.
   EXPECT_EQ(parent.Replace(c, slots + 2).sIndex(), 2u);
-  EXPECT_TRUE(parent.item(2) == c);
   EXPECT_EQ(parent.Replace(c, &b).sIndex(), 1u);
   EXPECT_EQ(parent.Replace(b, &b).sIndex(), kNone) << "b is no longer a child";
   EXPECT_EQ(parent.Replace(b, c).sIndex(), 1u) << "the first slot holding c";
-  EXPECT_FALSE(parent.Replace(b, CPXMLObject()));
-  EXPECT_TRUE(parent.Replace(a, std::uint64_t{2}));
-  EXPECT_FALSE(parent.Replace(a, std::uint64_t{3}));
-  EXPECT_FALSE(parent.Replace(CPXMLObject(), std::uint64_t{0}));
-  CPXMLObject unnamed;
-  EXPECT_EQ(unnamed.Replace(a, &a).sIndex(), 0u) << "0, not -1, on an unnamed node";
-  EXPECT_EQ(unnamed.Replace(a, a).sIndex(), kNone);
-  // Now a, b, a.
-  slots = parent.GetElements(count);
-  EXPECT_TRUE(parent.Delete(slots + 2));
-  EXPECT_TRUE(parent.Delete(&a)) << "the first slot holding a";
-  EXPECT_TRUE(parent.item(0) == b);
-  EXPECT_FALSE(parent.Delete(a));
-  EXPECT_FALSE(parent.Delete(static_cast<CPXMLObject const *>(nullptr)));
-  EXPECT_TRUE(parent.Delete(b));
-  EXPECT_EQ(parent.GetState(), 1u);
-  EXPECT_FALSE(unnamed.Delete(std::uint64_t{0}));
+  EXPECT_TRUE(parent.Replace(a, std::uint64_t{2}) && !parent.Replace(a, std::uint64_t{3}));
+  EXPECT_EQ(CPXMLObject().Replace(a, &a).sIndex(), 0u) << "0, not -1, on an unnamed node";
+  EXPECT_EQ(TreeText(parent), u"p{a,b,a}");
+  EXPECT_TRUE(parent.Delete(parent.GetElements(count) + 2));
+  EXPECT_TRUE(parent.Delete(&a) && !parent.Delete(a)) << "the first slot holding a, then none";
+  EXPECT_EQ(TreeText(parent), u"p{b}");
 }
 
 TEST(XMLObject, AttributesKeepOrderRefuseEmptyValuesAndMerge) {
   CPXMLObject node = Named(u"n");
   EXPECT_TRUE(node.AddAttribute(u"a", u"1") && node.AddAttribute(u"b", u"2"));
-  EXPECT_FALSE(node.AddAttribute(u"a", u"3")) << "names are unique";
-  EXPECT_FALSE(node.AddAttribute(u"c", u"")) << "values are never empty";
-  EXPECT_FALSE(node.AddAttribute(u"1c", u"x")) << "an invalid name";
-  EXPECT_EQ(node.GetNAttributes(), 2u);
+  // Names are unique and valid, values never empty.
+  EXPECT_FALSE(node.AddAttribute(u"a", u"3") || node.AddAttribute(u"c", u"") ||
+               node.AddAttribute(u"1c", u"x"));
   EXPECT_TRUE(node.SetAttribute(u"a", u"3"));
-  CPPoolString name;
-  CPPoolString value;
-  ASSERT_TRUE(node.GetAttribute(1, name, value));
-  EXPECT_EQ(Text(name) + Text(value), u"a3") << "SetAttribute moves the pair to the end";
+  EXPECT_EQ(TreeText(node), u"n[b=2 a=3]") << "SetAttribute moves the pair to the end";
+  CPPoolString name(u"x"), value(u"y");
   EXPECT_FALSE(node.GetAttribute(2, name, value));
   EXPECT_TRUE(name.isempty() && value.isempty());
-  EXPECT_TRUE(node.HasAttribute(u"b") && Text(node.FindAttribute(u"b")) == u"2");
-  EXPECT_TRUE(node.FindAttribute(u"z").isempty());
-  EXPECT_EQ(Text(node.FindAttributeString(u"z", u"dflt")), u"dflt");
-  EXPECT_TRUE(node.FindAttributeValue(u"b", u"2") && !node.FindAttributeValue(u"b", u"3"));
-  EXPECT_FALSE(node.SetAttribute(u"b", u"")) << "an empty value removes and refuses";
-  EXPECT_FALSE(node.HasAttribute(u"b"));
-  EXPECT_TRUE(node.DeleteAttribute(u"absent"));
-  EXPECT_FALSE(node.DeleteAttribute(u"not valid"));
-  EXPECT_TRUE(node.DeleteAttribute(u"a") && node.GetNAttributes() == 0u);
+  EXPECT_FALSE(node.SetAttribute(u"b", u"") || node.HasAttribute(u"b")) << "removes and refuses";
+  EXPECT_TRUE(node.DeleteAttribute(u"absent") && !node.DeleteAttribute(u"not valid"));
   // Merging keeps or overwrites.
   CPXMLObject other = Named(u"o");
-  ASSERT_TRUE(node.AddAttribute(u"a", u"1") && node.AddAttribute(u"b", u"2"));
+  ASSERT_TRUE(node.AddAttribute(u"b", u"2"));
   ASSERT_TRUE(other.AddAttribute(u"b", u"20") && other.AddAttribute(u"c", u"30"));
   EXPECT_TRUE(node.MergeAttributes(other, false));
-  EXPECT_EQ(Text(node.FindAttribute(u"b")) + Text(node.FindAttribute(u"c")), u"230");
+  EXPECT_EQ(TreeText(node), u"n[a=3 b=2 c=30]");
   EXPECT_TRUE(node.MergeAttributes(other, true));
-  EXPECT_EQ(Text(node.FindAttribute(u"b")), u"20");
-  EXPECT_EQ(node.GetNAttributes(), 3u);
-  EXPECT_TRUE(node.MergeAttributes(CPXMLObject(), true));
+  EXPECT_TRUE(node.FindAttributeValue(u"b", u"20") && node.GetNAttributes() == 3u);
 }
 
 TEST(XMLObject, TagsAndFormattedForms) {
   CPXMLObject node = Named(u"n");
   EXPECT_EQ(node.AddTag(u"a").sIndex(), 1u);
   EXPECT_EQ(node.AddTag(u"b", u"text").sIndex(), 1u);
-  EXPECT_EQ(node.AddTag(u"").sIndex(), kNone);
   EXPECT_EQ(node.AddTag(u"-x", u"t").sIndex(), kNone);
   EXPECT_EQ(node.printfTag(u"c", u"%d-%ls", 7, u"x").sIndex(), 1u);
-  EXPECT_EQ(Text(node.FindElementData(u"b")) + Text(node.FindElementData(u"c")), u"text7-x");
+  EXPECT_EQ(TreeText(node), u"n{a,b(\"text\"),c(\"7-x\")}");
   EXPECT_TRUE(node.SprintfTag(u"s", u"%03u", 5u));
-  EXPECT_EQ(Text(node.FindElementData(u"s")), u"005");
+  EXPECT_EQ(TreeText(node), u"n{s(\"005\")}") << "the set forms leave exactly one child";
   EXPECT_TRUE(node.SetTag(u"only", std::uint64_t{255}));
-  EXPECT_EQ(Count(node), 1u) << "SetTag leaves exactly one child";
-  EXPECT_EQ(Text(node.FindElementString(u"only", u"-")) + Text(node.FindElementString(u"z", u"-")),
-            u"ff-");
-  EXPECT_FALSE(node.SetTag(u"a b", u"x"));
-
+  EXPECT_EQ(TreeText(node), u"n{only(\"ff\")}");
   CPXMLObject data = Named(u"d");
-  EXPECT_TRUE(data.printf(u"%hs=%I64u", "x", std::uint64_t{1} << 40));
+  EXPECT_TRUE(data.printf(u"%hs=%I64u", "x", std::uint64_t{1} << 40) && !data.printf(u"more"));
   EXPECT_EQ(Text(data.GetData()), u"x=1099511627776");
-  EXPECT_FALSE(data.printf(u"more")) << "the node has data";
-  EXPECT_TRUE(data.Sprintf(u"%c", u'z') && !data.Sprintf(nullptr));
-  EXPECT_EQ(Text(data.GetData()), u"z");
   EXPECT_TRUE(data.printfAttribute(u"at", u"%x", 255u) && !data.printfAttribute(u"at", u"%x", 1u));
-  EXPECT_TRUE(data.SprintfAttribute(u"at", u"%x", 10u));
-  EXPECT_EQ(Text(data.FindAttribute(u"at")), u"a");
   // The buffer holds 2048 units with the terminator.
   EXPECT_TRUE(data.Sprintf(u"%ls", std::u16string(2047, u'x').c_str()));
   EXPECT_EQ(data.GetData().len(), 2047u);
@@ -280,58 +188,32 @@ TEST(XMLObject, PathSearchTakesTheFirstChildOfEachName) {
   CPXMLObject b1 = Named(u"b");
   CPXMLObject b2 = Named(u"b");
   ASSERT_TRUE(b2.Add(Named(u"c")) && a.Add(b1) && a.Add(b2) && root.Add(a));
-  struct {
-    char16_t const * path;
-    CPXMLObject const * node; // null: not found
-  } const rows[] = {
-      {u"a", &a},         {u"a/b", &b1},       {u"\ta\r\n/ b ", &b1}, {u"a/b/c", nullptr},
-      {u"a//b", nullptr}, {u"a/", nullptr},    {u"a/ ", nullptr},     {u"/a", nullptr},
-      {u"1a", nullptr},   {u"a/b c", nullptr}, {u"", nullptr},        {u"a/x", nullptr},
-  };
-  for (auto const & row : rows) {
-    CPXMLObject const * parent = &root;
-    CPXMLObject const * found =
-        static_cast<CPXMLObject const &>(root).FindFirstElement(row.path, &parent);
-    if (!row.node) {
-      EXPECT_TRUE(found == nullptr && parent == nullptr);
-      continue;
-    }
-    ASSERT_NE(found, nullptr);
-    EXPECT_TRUE(*found == *row.node);
+  for (char16_t const * missing : {u"a/b/c", u"a//b", u"a/", u"/a", u"a/b c", u""}) {
+    CPXMLObject * parent = &root;
+    EXPECT_TRUE(root.FindFirstElement(missing, &parent) == nullptr && parent == nullptr);
   }
   // The slot found lies in its parent's array; a one-name path answers this handle as parent.
   CPXMLObject * parent = nullptr;
   std::uint64_t count = 0;
-  EXPECT_EQ(root.FindFirstElement(u"a/b", &parent), a.GetElements(count));
+  EXPECT_EQ(root.FindFirstElement(u"\ta\r\n/ b ", &parent), a.GetElements(count));
   EXPECT_TRUE(*parent == a);
   EXPECT_EQ(root.FindFirstElement(u"a", &parent), root.GetElements(count));
   EXPECT_EQ(parent, &root);
-  EXPECT_EQ(root.FindFirstElement(nullptr), nullptr);
 }
 
 TEST(XMLObject, ScansForwardAndBackwardFromASlot) {
   CPXMLObject root = Named(u"r");
-  char16_t const * const names[] = {u"x", u"y", u"x", u"x"};
-  for (int i = 0; i < 4; ++i) {
-    CPXMLObject child = Named(names[i]);
-    ASSERT_TRUE(child.AddAttribute(u"n", CPPoolString(static_cast<std::int32_t>(i))));
-    ASSERT_TRUE((i < 2 || child.Add(u"data")) && root.Add(child));
+  for (char16_t const * name : {u"x", u"y", u"x", u"x"}) {
+    ASSERT_EQ(root.AddTag(name, Count(root) < 2 ? u"" : u"data").sIndex(), 1u);
   }
+  ASSERT_TRUE(root.item(0).AddAttribute(u"n", u"0"));
   std::uint64_t count = 0;
   CPXMLObject * const s = root.GetElements(count);
-  EXPECT_EQ(root.FindNextElement(u"x"), s);
   EXPECT_EQ(root.FindNextElement(u"x", s), s + 2);
   EXPECT_EQ(root.FindNextElement(u"x", s + 3), nullptr) << "after the last slot";
-  EXPECT_EQ(root.FindNextElementAtt(u"y", u"m"), nullptr);
-  EXPECT_EQ(root.FindNextElementAtt(u"y", u"n"), s + 1);
-  EXPECT_EQ(root.FindNextElementAttVal(u"x", u"n", u"3"), s + 3);
   EXPECT_EQ(root.FindNextElementData(u"x", u"data"), s + 2);
-  EXPECT_EQ(root.FindPrevElement(u"x"), s + 3);
-  EXPECT_EQ(root.FindPrevElement(u"x", s + 2), s);
-  EXPECT_EQ(root.FindPrevElement(u"x", s), nullptr);
-  EXPECT_EQ(root.FindPrevElementAtt(u"x", u"n", s + 3), s + 2);
+  EXPECT_TRUE(root.FindPrevElement(u"x") == s + 3 && root.FindPrevElement(u"x", s) == nullptr);
   EXPECT_EQ(root.FindPrevElementAttVal(u"x", u"n", u"0"), s);
-  EXPECT_EQ(root.FindPrevElementData(u"x", u"data", s + 2), nullptr);
   CPXMLObject stranger = Named(u"x");
   EXPECT_EQ(root.FindNextElement(u"x", &stranger), nullptr) << "not a slot of this node";
 }
@@ -349,11 +231,8 @@ TEST(XMLObject, DeepAndWideTreesAreFreedWhole) {
   leaf = CPXMLObject();
   deep = CPXMLObject(); // freed without recursing 200000 levels deep
   CPXMLObject wide = Named(u"wide");
-  for (int i = 0; i < 1000; ++i) {
-    CPXMLObject child = Named(u"w");
-    ASSERT_TRUE(child.AddTag(u"inner", u"text") && wide.Add(child));
-  }
-  CPXMLObject kept = wide.item(500);
+  ASSERT_TRUE(wide.AddTag(u"w", u"text") && wide.AddTag(u"w"));
+  CPXMLObject kept = wide.item(1);
   wide = CPXMLObject();
   EXPECT_TRUE(kept.IsName(u"w")) << "a child outlives its parent while held";
 }
@@ -361,13 +240,11 @@ TEST(XMLObject, DeepAndWideTreesAreFreedWhole) {
 TEST(XMLObject, HandlesToOneTreeAreDroppedOnSeveralThreads) {
   CPXMLObject root = Named(u"root");
   for (int i = 0; i < 200; ++i) {
-    CPXMLObject chain = Named(u"c");
-    CPXMLObject end = chain;
-    for (int k = 0; k < 50; ++k) {
+    CPXMLObject end = Named(u"c");
+    ASSERT_TRUE(root.Add(end));
+    for (int k = 0; k < 50; ++k, end = end.item(0)) {
       ASSERT_EQ(end.AddTag(u"c").sIndex(), 1u);
-      end = end.item(0);
     }
-    ASSERT_TRUE(root.Add(chain));
   }
   // Each thread holds every other subtree and drops it while the others drop theirs.
   std::vector<std::thread> threads;
@@ -397,10 +274,6 @@ TEST(XMLObject, FailedAllocationsLeaveConsistentTreesAndNoLeak) {
         }
         root.SetAttribute(u"a", u"2");
         root.printfTag(u"p", u"%d", 5);
-        CPXMLObject other;
-        if (other.SetName(u"o") && other.AddAttribute(u"m", u"n")) {
-          root.MergeAttributes(other, true);
-        }
       }
     }
     // Whatever got in is readable and well formed.

@@ -1,16 +1,11 @@
 // Typed values written into data and attributes and read back through the typed readers.
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <cstdint>
 #include <cstring>
 #include <limits>
-#include <string>
 
 #include <vorx/math.h>
-#include <vorx/string.h>
 #include <vorx/timecode.h>
-#include <vorx/xml.h>
 
 #include "support/memory_hooks.h"
 #include "xmlnode_support.h"
@@ -36,25 +31,13 @@ CPXMLObject Holding(CXMLValue const & value) {
   return parent;
 }
 
-std::uint64_t Bits(double value) {
-  std::uint64_t bits = 0;
-  std::memcpy(&bits, &value, sizeof bits);
-  return bits;
-}
-
 TEST(XMLValues, DocumentedTextForms) {
   CPXMLObject node = Named(u"n");
-  ASSERT_TRUE(node.Add(std::uint64_t{255}));
-  EXPECT_EQ(Text(node.GetData()), u"ff");
-  EXPECT_EQ(node.GetDataLUInt(7), 7u) << "the decimal reader converts nothing of ff";
-  ASSERT_TRUE(node.Set(std::uint64_t{16}));
+  ASSERT_TRUE(node.Add(std::uint64_t{16}));
+  EXPECT_EQ(Text(node.GetData()), u"10");
   EXPECT_EQ(node.GetDataLUInt(7), 10u) << "16 is written 10 and read as ten";
   ASSERT_TRUE(node.Set(1.5));
   EXPECT_TRUE(node.GetDataEDouble(0) == 1.5 && node.GetDataDouble(0) == 3.0) << "3ff8...(1.5)";
-  ASSERT_TRUE(node.Set(true));
-  EXPECT_EQ(Text(node.GetData()), u"true");
-  ASSERT_TRUE(node.Set(u"TRUE"));
-  EXPECT_TRUE(node.GetDataBool(false));
   ASSERT_TRUE(node.Set(u"yes"));
   EXPECT_TRUE(node.GetDataBool(true) && !node.GetDataBool(false));
   ASSERT_TRUE(node.Set(CRational(-30000, 1001)));
@@ -68,42 +51,25 @@ TEST(XMLValues, DocumentedTextForms) {
   EXPECT_TRUE(node.GetDataInt(0) == 12 && node.GetDataHex(0) == 0x12ABCu);
 }
 
-TEST(XMLValues, FlagsThroughAMap) {
+TEST(XMLValues, FlagsAndIndexLists) {
   tagXMLFLAGMAP const map[] = {{1, u"a"}, {2, u"b"}, {8, CPPoolString::pempty}};
   CPXMLObject node = Named(u"n");
   ASSERT_TRUE(node.Add(7, map, 3, u'|'));
   EXPECT_EQ(Text(node.GetData()), u"a|b|0x00000004");
   EXPECT_EQ(node.GetDataFlags(map, 3, u'|'), 7u);
   ASSERT_TRUE(node.AddAttribute(u"f", 0xFFFFFFFFu, map, 3, u','));
-  EXPECT_EQ(Text(node.FindAttribute(u"f")), u"a,b,0xfffffffc");
   EXPECT_EQ(node.FindAttributeFlags(u"f", map, 3, u','), 0xFFFFFFFFu);
   EXPECT_FALSE(node.AddAttribute(u"g", 0u, map, 3, u',')) << "0 gives an empty value";
-  ASSERT_TRUE(node.AddTag(u"e", 2u, map, 3, u'|'));
-  EXPECT_TRUE(node.FindElementFlags(u"e", map, 3, u'|') == 2u &&
-              node.FindElementFlags(u"none", map, 3, u'|') == 0u);
-}
-
-TEST(XMLValues, IndexLists) {
-  CPXMLObject node = Named(u"n");
-  ASSERT_TRUE(node.AddAttribute(u"y", u"y") && node.AddAttribute(u"w", u"w"));
-  EXPECT_EQ(node.FindAttributeIndex(u"y", u"x|y|z", u'|'), 1u);
-  EXPECT_EQ(node.FindAttributeIndex(u"absent", u"x|y|z", u'|'), kNone);
   ASSERT_TRUE(node.AddTag(u"e", u"z"));
+  EXPECT_EQ(node.FindAttributeIndex(u"absent", u"x|y|z", u'|'), kNone);
   EXPECT_EQ(node.FindElementIndex(u"e", u"x|y|z", u'|'), 2u);
-  EXPECT_EQ(node.GetDataIndex(u"x|y|z", u'|'), kNone) << "no data";
-  CPXMLObject data = Named(u"d");
-  ASSERT_TRUE(data.Add(u"x"));
-  EXPECT_EQ(data.GetDataIndex(u"x|y|z", u'|'), 0u);
 }
 
 TEST(XMLValues, NumberReadersNeedDataWithoutChildren) {
   CPXMLObject node = Named(u"n");
-  ASSERT_TRUE(node.Add(u"42"));
-  ASSERT_TRUE(node.AddTag(u"c"));
-  EXPECT_TRUE(node.GetDataInt(-1) == -1 && node.GetDataUInt(1) == 1u &&
-              node.GetDataLInt(-1) == -1 && node.GetDataLUInt(1) == 1u && node.GetDataHex(1) == 1u);
-  EXPECT_TRUE(node.GetDataDouble(0.5) == 0.5 && node.GetDataEDouble(0.5) == 0.5);
-  EXPECT_EQ(node.GetDataIndex(u"42", u'|'), kNone);
+  ASSERT_TRUE(node.Add(u"42") && node.AddTag(u"c"));
+  EXPECT_TRUE(node.GetDataInt(-1) == -1 && node.GetDataLUInt(1) == 1u && node.GetDataHex(1) == 1u);
+  EXPECT_TRUE(node.GetDataDouble(0.5) == 0.5 && node.GetDataIndex(u"42", u'|') == kNone);
   // The text readers need only a named node with data.
   EXPECT_EQ(node.GetDataFileTime(0), 42u);
   EXPECT_EQ(node.GetDataRational(CRational(5, 7)), CRational(5, 7)) << "one number is not enough";
@@ -111,7 +77,7 @@ TEST(XMLValues, NumberReadersNeedDataWithoutChildren) {
   EXPECT_EQ(node.GetDataInt(-1), 42);
 }
 
-TEST(XMLValues, IntegerReadersOnElementsAndAttributes) {
+TEST(XMLValues, IntegerReadersKeepTheLowBitsOfTheirSize) {
   // Each scan reads as strtoll or strtoull would and keeps the low bits of its size.
   struct {
     char16_t const * text;
@@ -120,86 +86,52 @@ TEST(XMLValues, IntegerReadersOnElementsAndAttributes) {
     std::int64_t l;
     std::uint64_t lu;
   } const rows[] = {
-      {u"0", 0, 0, 0, 0},
-      {u"-1", -1, 0xFFFFFFFFu, -1, ~std::uint64_t{0}},
-      {u"4294967295", -1, 0xFFFFFFFFu, 4294967295, 4294967295u},
       {u"18446744073709551615", -1, 0xFFFFFFFFu, std::numeric_limits<std::int64_t>::max(),
        ~std::uint64_t{0}},
       {u"-9223372036854775808", 0, 0, std::numeric_limits<std::int64_t>::min(),
        std::uint64_t{1} << 63},
-      {u"12abc", 12, 12, 12, 12},
   };
   for (auto const & row : rows) {
     CPXMLObject parent = Holding(row.text);
-    SCOPED_TRACE(&row - rows);
-    EXPECT_TRUE(parent.FindElementInt(u"e", 7) == row.i &&
-                parent.FindAttributeInt(u"a", 7) == row.i);
-    EXPECT_TRUE(parent.FindElementUInt(u"e", 7) == row.u &&
-                parent.FindAttributeUInt(u"a", 7) == row.u);
-    EXPECT_TRUE(parent.FindElementLInt(u"e", 7) == row.l &&
-                parent.FindAttributeLInt(u"a", 7) == row.l);
-    EXPECT_TRUE(parent.FindElementLUInt(u"e", 7) == row.lu &&
-                parent.FindAttributeLUInt(u"a", 7) == row.lu);
-    EXPECT_TRUE(parent.FindElementFileTime(u"e", 7) == row.lu &&
-                parent.FindAttributeFileTime(u"a", 7) == row.lu);
+    EXPECT_TRUE(
+        parent.FindElementInt(u"e", 7) == row.i && parent.FindElementUInt(u"e", 7) == row.u &&
+        parent.FindElementLInt(u"e", 7) == row.l && parent.FindElementLUInt(u"e", 7) == row.lu)
+        << &row - rows;
   }
-  // Nothing readable, or nothing there: the fallback.
-  CPXMLObject parent = Holding(u"x1");
-  EXPECT_TRUE(parent.FindAttributeInt(u"a", 7) == 7 && parent.FindElementUInt(u"e", 7) == 7u);
-  EXPECT_TRUE(parent.FindAttributeHex(u"a", 7) == 7u && parent.FindElementHex(u"e", 7) == 7u);
-  EXPECT_TRUE(parent.FindAttributeInt(u"none", 7) == 7 && parent.FindElementLInt(u"none", 7) == 7);
-  CPXMLObject hex = Holding(u"fFfFfFfF");
-  EXPECT_TRUE(hex.FindElementHex(u"e", 7) == 0xFFFFFFFFu &&
-              hex.FindAttributeHex(u"a", 7) == 0xFFFFFFFFu);
+  // Every attribute form once; nothing readable or nothing there gives the fallback.
+  CPXMLObject parent = Holding(u"4294967295");
+  EXPECT_TRUE(parent.FindAttributeInt(u"a", 7) == -1 && parent.FindAttributeUInt(u"a", 7) == ~0u &&
+              parent.FindAttributeLInt(u"a", 7) == 4294967295 &&
+              parent.FindAttributeLUInt(u"a", 7) == 4294967295u &&
+              parent.FindAttributeFileTime(u"a", 7) == 4294967295u &&
+              parent.FindElementFileTime(u"e", 7) == 4294967295u);
+  CPXMLObject bad = Holding(u"x1");
+  EXPECT_TRUE(bad.FindAttributeInt(u"a", 7) == 7 && bad.FindElementHex(u"e", 7) == 7u &&
+              bad.FindElementLInt(u"none", 7) == 7);
+  EXPECT_EQ(Holding(u"fFfFfFfF").FindAttributeHex(u"a", 7), 0xFFFFFFFFu);
 }
 
-TEST(XMLValues, DoublesRoundTripThroughTheirBits) {
+TEST(XMLValues, DoublesRationalsBoolsAndTimecodesRoundTrip) {
   using L = std::numeric_limits<double>;
-  double const values[] = {0.0,
-                           -0.0,
-                           1.5,
-                           -1.0 / 3.0,
-                           L::max(),
-                           L::lowest(),
-                           L::denorm_min(),
-                           L::infinity(),
-                           -L::infinity(),
-                           L::quiet_NaN(),
-                           -L::quiet_NaN()};
-  for (double value : values) {
+  for (double value : {-0.0, L::denorm_min(), -L::infinity(), -L::quiet_NaN()}) {
     CPXMLObject parent = Holding(value);
-    EXPECT_EQ(Bits(parent.FindElementEDouble(u"e", 7.0)), Bits(value));
-    EXPECT_EQ(Bits(parent.FindAttributeEDouble(u"a", 7.0)), Bits(value));
+    double const back[] = {parent.FindElementEDouble(u"e", 7.0),
+                           parent.FindAttributeEDouble(u"a", 7.0)};
+    EXPECT_TRUE(std::memcmp(&back[0], &value, 8) == 0 && std::memcmp(&back[1], &value, 8) == 0)
+        << value;
   }
-  CPXMLObject parent = Holding(u"2.5e3");
-  EXPECT_TRUE(parent.FindElementDouble(u"e", 0) == 2500.0 &&
-              parent.FindAttributeDouble(u"a", 0) == 2500.0);
-  EXPECT_EQ(parent.FindAttributeDouble(u"none", 0.25), 0.25);
-}
-
-TEST(XMLValues, RationalsBoolsAndTimecodesRoundTrip) {
-  CRational const rationals[] = {
-      CRational(),     CRational(30000, 1001),    CRational(-3, 4),
-      CRational(1, 0), CRational(-0x3FFFFFFF, 1), CRational(-0x3FFFFFFF, 0x3FFFFFFE)};
-  for (CRational const & value : rationals) {
+  EXPECT_EQ(Holding(u"2.5e3").FindAttributeDouble(u"a", 0), 2500.0);
+  for (CRational const & value :
+       {CRational(), CRational(1, 0), CRational(-0x3FFFFFFF, 0x3FFFFFFE)}) {
     CPXMLObject parent = Holding(value);
     EXPECT_TRUE(parent.FindElementRational(u"e", CRational(5, 7)) == value &&
                 parent.FindAttributeRational(u"a", CRational(5, 7)) == value);
   }
-  for (bool value : {false, true}) {
-    CPXMLObject parent = Holding(value);
-    EXPECT_TRUE(parent.FindElementBool(u"e", !value) == value &&
-                parent.FindAttributeBool(u"a", !value) == value);
-  }
-  timecode const timecodes[] = {
-      timecode(),
-      timecode(std::int64_t{0}, VORX::TimeCode::TC_PAL),
-      timecode(10, 0, 0, 0, VORX::TimeCode::TC_PAL),
-      timecode(23, 59, 59, 29, VORX::TimeCode::TC_NTSC_DF),
-      timecode(1, 2, 3, 4, VORX::TimeCode::TC_HD60),
-  };
+  EXPECT_TRUE(Holding(false).FindElementBool(u"e", true) == false &&
+              Holding(true).FindAttributeBool(u"a", false) == true);
   timecode const fallback(std::int64_t{5}, 0);
-  for (timecode const & value : timecodes) {
+  for (timecode const & value :
+       {timecode(), timecode(23, 59, 59, 29, VORX::TimeCode::TC_NTSC_DF)}) {
     CPXMLObject parent = Holding(value);
     EXPECT_TRUE(parent.FindElementTimecode(u"e", fallback) == value &&
                 parent.FindAttributeTimecode(u"a", fallback) == value);
@@ -209,32 +141,20 @@ TEST(XMLValues, RationalsBoolsAndTimecodesRoundTrip) {
 
 TEST(XMLValues, IdentifiersRoundTripThroughTheirTextForm) {
   using VORX::QEF::cqefuid;
-  _qefUID const ones{0xFFFFFFFFu, 0xFFFFu, 0xFFFFu, {255, 255, 255, 255, 255, 255, 255, 255}};
   _qefUID const some{
       0x0123ABCDu, 0x4567u, 0x89EFu, {0x01, 0x23, 0x45, 0x67, 0x89, 0xAB, 0xCD, 0xEF}};
-  struct {
-    _qefUID id;
-    char16_t const * text;
-  } const rows[] = {
-      {_qefUID{}, u"00000000-0000-0000-0000-000000000000"},
-      {ones, u"FFFFFFFF-FFFF-FFFF-FFFF-FFFFFFFFFFFF"},
-      {some, u"0123ABCD-4567-89EF-0123-456789ABCDEF"},
-  };
-  cqefuid const fallback(some);
-  for (auto const & row : rows) {
-    CPXMLObject parent = Holding(row.id);
-    EXPECT_EQ(Text(parent.FindElementData(u"e")), row.text);
-    EXPECT_TRUE(parent.FindElementGUID(u"e", fallback) == row.id &&
-                parent.FindAttributeGUID(u"a", fallback) == row.id);
-    EXPECT_TRUE(Holding(cqefuid(row.id)).FindElementGUID(u"e", fallback) == row.id);
-  }
-  CPXMLObject node = Named(u"n");
-  EXPECT_TRUE(node.GetDataGUID(fallback) == fallback) << "no data";
-  ASSERT_TRUE(node.Add(u"x-y-z-w-v"));
-  EXPECT_TRUE(node.GetDataGUID(fallback) == fallback) << "four dashes, groups unreadable";
+  _qefUID const ones{0xFFFFFFFFu, 0xFFFFu, 0xFFFFu, {255, 255, 255, 255, 255, 255, 255, 255}};
+  CPXMLObject parent = Holding(some);
+  EXPECT_EQ(Text(parent.FindElementData(u"e")), u"0123ABCD-4567-89EF-0123-456789ABCDEF");
+  cqefuid const fallback(ones);
+  EXPECT_TRUE(parent.FindElementGUID(u"e", fallback) == some &&
+              parent.FindAttributeGUID(u"a", fallback) == some);
+  EXPECT_TRUE(Holding(cqefuid(ones)).FindElementGUID(u"e", cqefuid(some)) == ones);
+  EXPECT_TRUE(Holding(u"x-y-z-w-v").FindElementGUID(u"e", fallback) == fallback)
+      << "four dashes, groups unreadable";
 }
 
-TEST(XMLValues, BinaryRoundTrips) {
+TEST(XMLValues, BinaryRoundTripsAndWritersFailWhenTheTextCannotBeMade) {
   std::uint8_t all[256];
   for (int i = 0; i < 256; ++i) {
     all[i] = static_cast<std::uint8_t>(255 - i);
@@ -242,23 +162,16 @@ TEST(XMLValues, BinaryRoundTrips) {
   CPXMLObject parent = Holding(CXMLValue(all, sizeof all));
   CPXMLObject const * e = parent.FindNextElement(u"e");
   ASSERT_NE(e, nullptr);
-  EXPECT_EQ(e->GetDataBinarySize(), 256u);
   std::uint8_t read[256] = {};
-  EXPECT_EQ(e->GetDataBinary(read, sizeof read), 256u);
+  EXPECT_TRUE(e->GetDataBinarySize() == 256u && e->GetDataBinary(read, sizeof read) == 256u);
   EXPECT_EQ(std::memcmp(read, all, sizeof all), 0);
   // An empty buffer writes nothing: no data; an attribute is refused (never empty).
-  CPXMLObject empty = Named(u"n");
-  EXPECT_TRUE(empty.Add(all, 0) && empty.GetState() == 0u);
-  EXPECT_FALSE(empty.AddAttribute(u"b", all, 0));
-}
-
-TEST(XMLValues, WritersFailWhenTheTextCannotBeMade) {
   CPXMLObject node = Named(u"n");
-  std::uint8_t const bytes[] = {1, 2, 3};
+  EXPECT_TRUE(node.Add(all, 0) && node.GetState() == 0u);
+  EXPECT_FALSE(node.AddAttribute(u"b", all, 0));
   vorx::test::AllocationFailure fail;
-  EXPECT_FALSE(node.Add(bytes, 3));
-  EXPECT_FALSE(node.AddAttribute(u"b", bytes, 3));
-  EXPECT_EQ(node.AddTag(u"b", bytes, 3).sIndex(), kNone);
+  EXPECT_FALSE(node.Add(all, 3) || node.AddAttribute(u"b", all, 3));
+  EXPECT_EQ(node.AddTag(u"b", all, 3).sIndex(), kNone);
   EXPECT_EQ(node.GetState(), 0u);
 }
 

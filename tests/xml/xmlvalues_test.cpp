@@ -13,32 +13,20 @@ namespace {
 
 using namespace VORX::XML;
 
-std::u16string Text(qefWChar const * text) {
-  return text;
-}
-
-TEST(XMLValueText, NumbersHaveTheirFixedForms) {
-  qefWChar integer[kXMLUInt64Text];
-  EXPECT_EQ(_xmlUInt64Text(~std::uint64_t{0}, integer), 16);
-  EXPECT_EQ(Text(integer), u"ffffffffffffffff");
-  EXPECT_EQ(_xmlUInt64Text(0, integer), 1);
-  EXPECT_EQ(Text(integer), u"0");
+TEST(XMLValueText, DoublesHaveTheirFixedForm) {
   struct {
     double value;
     char16_t const * text;
   } const doubles[] = {
-      {1.5, u"3ff8000000000000(1.5)"},
       {0.0, u"0(0)"},
       {-0.0, u"8000000000000000(-0)"},
-      {-2.0, u"c000000000000000(-2)"},
       {123456.0, u"40fe240000000000(1.235e+05)"},
-      {std::numeric_limits<double>::infinity(), u"7ff0000000000000(inf)"},
       {-std::numeric_limits<double>::max(), u"ffefffffffffffff(-1.798e+308)"},
   };
   for (auto const & row : doubles) {
     qefWChar text[kXMLDoubleText];
     EXPECT_GT(_xmlDoubleText(row.value, text), 0);
-    EXPECT_EQ(Text(text), row.text);
+    EXPECT_EQ(std::u16string(text), row.text);
   }
 }
 
@@ -49,14 +37,11 @@ TEST(XMLValueText, BinaryReadersSkipBlanksAndCountPairs) {
     std::size_t stored; // _xmlReadBinary into 4 bytes
     std::uint8_t bytes[4];
   } const rows[] = {
-      {u"10BA", 2, 2, {0x01, 0xAB}},
       {u"10 BA", 0, 2, {0x01, 0xAB}},       // odd count of characters: no size
       {u"10  ba", 3, 2, {0x01, 0xAB}},      // blank pairs count, either case reads
       {u"1 0\tB\r\nA", 4, 2, {0x01, 0xAB}}, // blanks even between the digits of a byte
       {u"10B", 0, 1, {0x01}},               // three digits: no size; the half byte is dropped
-      {u"10xA", 0, 1, {0x01}},              // reading stops at any other character
       {u"0102030405", 5, 4, {0x10, 0x20, 0x30, 0x40}}, // stops when the buffer is full
-      {u"", 0, 0, {}},
   };
   for (auto const & row : rows) {
     EXPECT_EQ(_xmlBinarySize(row.text), row.size);
@@ -64,28 +49,7 @@ TEST(XMLValueText, BinaryReadersSkipBlanksAndCountPairs) {
     ASSERT_EQ(_xmlReadBinary(row.text, bytes, 4), row.stored);
     EXPECT_EQ(std::memcmp(bytes, row.bytes, row.stored), 0);
   }
-  EXPECT_EQ(_xmlBinarySize(nullptr), 0u);
-  EXPECT_EQ(_xmlReadBinary(nullptr, nullptr, 4), 0u);
-}
-
-TEST(XMLValueText, DecimalReadingSkipsDigitsThenReadsANumber) {
-  struct {
-    char16_t const * text;
-    bool read;
-    double value;
-  } const rows[] = {
-      {u"1.5", true, 1.5},
-      {u"-2.25e1", true, -22.5},
-      {u"3ff8000000000000(1.5)", true, 3.0}, // the double writer's text: only "3" counts
-      {u"c000000000000000(-2)", false, 0},   // a letter first: nothing
-      {u"12abc", true, 12},
-      {u"", false, 0},
-  };
-  for (auto const & row : rows) {
-    double value = 0;
-    EXPECT_EQ(_xmlReadDouble(row.text, value), row.read);
-    EXPECT_EQ(value, row.value);
-  }
+  EXPECT_TRUE(_xmlBinarySize(nullptr) == 0u && _xmlReadBinary(nullptr, nullptr, 4) == 0u);
 }
 
 TEST(XMLValueText, IndexCountsSeparatorsBeforeTheFirstWholeMatch) {
@@ -94,9 +58,8 @@ TEST(XMLValueText, IndexCountsSeparatorsBeforeTheFirstWholeMatch) {
     char16_t const * list;
     std::uint64_t index;
   } const rows[] = {
-      {u"y", u"x|y|z", 1},     {u"x", u"x|y|z", 0}, {u"z", u"x|y|z", 2},
-      {u"w", u"x|y|z", ~0ull}, {u"x", u"xx|x", 1},  {u"xx", u"x|xx", 1},
-      {u"Y", u"x|y|z", ~0ull}, {u"", u"a||b", 1},   {u"b", u"b|b", 0},
+      {u"z", u"x|y|z", 2}, {u"Y", u"x|y|z", ~0ull}, {u"x", u"xx|x", 1},
+      {u"xx", u"x|xx", 1}, {u"", u"a||b", 1},       {u"b", u"b|b", 0},
   };
   for (auto const & row : rows) {
     std::size_t const length = std::u16string(row.value).size();
@@ -116,25 +79,18 @@ std::u16string FlagsText(std::uint32_t value, Flag const * map, std::size_t coun
   return text.c_str();
 }
 
-TEST(XMLFlags, WriteNamesInMapOrderThenTheRemainder) {
+TEST(XMLFlags, WriteNamesInMapOrderThenTheRemainderAndReadThemBack) {
   Flag const map[] = {{1, u"a"}, {2, u"b"}};
   EXPECT_EQ(FlagsText(0, map, 2), u"");
-  EXPECT_EQ(FlagsText(0x80000000u, map, 2), u"0x80000000");
-  EXPECT_EQ(FlagsText(2, map, 2), u"b");
+  EXPECT_EQ(FlagsText(0x80000002u, map, 2), u"b|0x80000000");
   // An entry is written only when all of its bits are set; empty names are ignored.
   Flag const wide[] = {{3, u"ab"}, {0, u"zero"}, {4, u""}, {4, nullptr}, {1, u"a"}};
   EXPECT_EQ(FlagsText(1, wide, 5), u"a");
   EXPECT_EQ(FlagsText(7, wide, 5), u"ab|0x00000004");
-  EXPECT_EQ(FlagsText(5, nullptr, 0), u"0x00000005");
-}
-
-TEST(XMLFlags, ReadTokensOncePerEntry) {
-  Flag const map[] = {{1, u"a"}, {2, u"b"}};
+  // Reading takes each entry once per token, by its exact name.
   EXPECT_EQ(_xmlReadFlags(u"b|0x10|b", map, 2, u'|'), 0x12u);
   EXPECT_EQ(_xmlReadFlags(u"A|c||", map, 2, u'|'), 0u) << "exact, case-sensitive names";
   EXPECT_EQ(_xmlReadFlags(u"0x1c2", map, 2, u'c'), 1u) << "a digit as separator ends the number";
-  EXPECT_EQ(_xmlReadFlags(u"", map, 2, u'|'), 0u);
-  EXPECT_EQ(_xmlReadFlags(u"a", map, 0, u'|'), 0u);
   EXPECT_EQ(_xmlReadFlags<Flag>(u"a", nullptr, 2, u'|'), 0u);
   // Two entries of one name: each token takes the next one.
   Flag const twice[] = {{1, u"x"}, {4, u"x"}};
