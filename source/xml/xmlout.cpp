@@ -21,9 +21,10 @@ constexpr char16_t kDeclarationUTF16[] = u"<?xml version=\"1.0\" encoding=\"UTF-
 template <std::size_t N> bool _write(_IXMLOut & out, char16_t const (&text)[N]) {
   return out.Write(text, N - 1);
 }
-// The number of 16-bit units of a pooled text (its `len` counts characters).
+// The number of 16-bit units of a pooled text: a record holds exactly `len` units before its
+// terminator (a pair the pool counts as one character keeps only its first unit there).
 std::uint64_t _units(CPPoolString const & text) {
-  return std::char_traits<char16_t>::length(static_cast<qefWChar const *>(text));
+  return text.len();
 }
 bool _write(_IXMLOut & out, CPPoolString const & text) {
   return out.Write(static_cast<qefWChar const *>(text), _units(text));
@@ -111,6 +112,24 @@ bool _writeAttributeValue(_IXMLOut & out, CPPoolString const & value) {
   return out.Write(text + start, length - start);
 }
 
+// Asks for the blocks behind the handles of `node` (each handle is one pointer to its block):
+// its data record and its attribute array, so they are in the cache when it is written.
+void _prefetchBlocks(tagXMLNODE const * node) {
+  char const * data;
+  char const * attributes;
+  std::memcpy(static_cast<void *>(&data), static_cast<void const *>(&node->data), sizeof data);
+  std::memcpy(static_cast<void *>(&attributes), static_cast<void const *>(&node->attributes),
+              sizeof attributes);
+  __builtin_prefetch(data);
+  __builtin_prefetch(data + 64);
+  __builtin_prefetch(attributes);
+}
+
+// How far ahead of the child being written its siblings' node records, and the blocks behind
+// them, are asked for.
+constexpr std::size_t kNodeAhead = 6;
+constexpr std::size_t kBlocksAhead = 3;
+
 // One open element of the serialiser's walk.
 struct tagWRITEFRAME {
   tagXMLNODE const * node;
@@ -192,44 +211,117 @@ bool _CXMLOut::Put(void const * bytes, std::size_t count) {
   return true;
 }
 
+bool _CXMLOut::EncodeOne(qefWChar const * text, std::uint64_t count, std::uint64_t & i) {
+  std::uint32_t u = text[i];
+  if (u >= 0xD800 && u <= 0xDFFF) {
+    // Pairs are not combined: a high surrogate must be followed by a unit of at least 0xDBFF,
+    // and the pair is written as the one character 0x00 or 0x01; on purpose.
+    if (u > 0xDBFF || i + 1 >= count || text[i + 1] < 0xDBFF) {
+      return false;
+    }
+    u = ((u & 0x3FF) == 0 && (text[i + 1] & 0x3FF) == 0) ? 0 : 1;
+    ++i;
+  }
+  ++i;
+  if (m_encoding == eXMLEncodingUTF16) {
+    std::uint16_t const unit = std::uint16_t(u);
+    return Put(&unit, 2);
+  }
+  std::uint8_t bytes[3];
+  std::size_t n;
+  if (u < 0x80) {
+    bytes[0] = std::uint8_t(u);
+    n = 1;
+  } else if (u < 0x800) {
+    bytes[0] = std::uint8_t(0xC0 | (u >> 6));
+    bytes[1] = std::uint8_t(0x80 | (u & 0x3F));
+    n = 2;
+  } else {
+    bytes[0] = std::uint8_t(0xE0 | (u >> 12));
+    bytes[1] = std::uint8_t(0x80 | ((u >> 6) & 0x3F));
+    bytes[2] = std::uint8_t(0x80 | (u & 0x3F));
+    n = 3;
+  }
+  return Put(bytes, n);
+}
+
 bool _CXMLOut::Encode(qefWChar const * text, std::uint64_t count) {
   if (m_encoding == eXMLEncodingRaw16) {
     return Put(text, std::size_t(count) * sizeof(qefWChar));
   }
-  for (std::uint64_t i = 0; i < count; ++i) {
-    std::uint32_t u = text[i];
-    if (u >= 0xD800 && u <= 0xDFFF) {
-      // Pairs are not combined: a high surrogate must be followed by a unit of at least 0xDBFF,
-      // and the pair is written as the one character 0x00 or 0x01; on purpose.
-      if (u > 0xDBFF || i + 1 >= count || text[i + 1] < 0xDBFF) {
-        return false;
-      }
-      u = ((u & 0x3FF) == 0 && (text[i + 1] & 0x3FF) == 0) ? 0 : 1;
-      ++i;
-    }
-    if (m_encoding == eXMLEncodingUTF16) {
-      std::uint16_t const unit = std::uint16_t(u);
-      if (!Put(&unit, 2)) {
+  // Each unit takes at most `widest` bytes. While the buffer has room for the worst case of a
+  // stretch, the stretch is encoded straight into it; ASCII goes four units per step. Near the
+  // end of the buffer one character at a time goes through `Put`, which flushes when full.
+  std::size_t const widest = m_encoding == eXMLEncodingUTF16 ? 2 : 3;
+  std::uint64_t i = 0;
+  while (i < count) {
+    std::uint64_t const room = m_free / widest;
+    if (room == 0) {
+      if (!EncodeOne(text, count, i)) {
         return false;
       }
       continue;
     }
-    std::uint8_t bytes[3];
-    std::size_t n;
-    if (u < 0x80) {
-      bytes[0] = std::uint8_t(u);
-      n = 1;
-    } else if (u < 0x800) {
-      bytes[0] = std::uint8_t(0xC0 | (u >> 6));
-      bytes[1] = std::uint8_t(0x80 | (u & 0x3F));
-      n = 2;
+    std::uint64_t const end = i + (count - i < room ? count - i : room);
+    std::uint8_t * const start = m_buffer + (kBufferSize - m_free);
+    std::uint8_t * out = start;
+    bool refused = false;
+    if (widest == 2) {
+      for (; i < end; ++i) {
+        std::uint32_t u = text[i];
+        if (u >= 0xD800 && u <= 0xDFFF) {
+          if (u > 0xDBFF || i + 1 >= count || text[i + 1] < 0xDBFF) {
+            refused = true;
+            break;
+          }
+          u = ((u & 0x3FF) == 0 && (text[i + 1] & 0x3FF) == 0) ? 0 : 1;
+          ++i;
+        }
+        std::uint16_t const unit = std::uint16_t(u);
+        std::memcpy(out, &unit, 2);
+        out += 2;
+      }
     } else {
-      bytes[0] = std::uint8_t(0xE0 | (u >> 12));
-      bytes[1] = std::uint8_t(0x80 | ((u >> 6) & 0x3F));
-      bytes[2] = std::uint8_t(0x80 | (u & 0x3F));
-      n = 3;
+      while (i < end) {
+        if (end - i >= 4 && (text[i] | text[i + 1] | text[i + 2] | text[i + 3]) < 0x80) {
+          out[0] = std::uint8_t(text[i]);
+          out[1] = std::uint8_t(text[i + 1]);
+          out[2] = std::uint8_t(text[i + 2]);
+          out[3] = std::uint8_t(text[i + 3]);
+          out += 4;
+          i += 4;
+          continue;
+        }
+        std::uint32_t u = text[i];
+        if (u < 0x80) {
+          *out++ = std::uint8_t(u);
+          ++i;
+          continue;
+        }
+        if (u >= 0xD800 && u <= 0xDFFF) {
+          if (u > 0xDBFF || i + 1 >= count || text[i + 1] < 0xDBFF) {
+            refused = true;
+            break;
+          }
+          *out++ = ((u & 0x3FF) == 0 && (text[i + 1] & 0x3FF) == 0) ? 0 : 1;
+          i += 2;
+          continue;
+        }
+        if (u < 0x800) {
+          out[0] = std::uint8_t(0xC0 | (u >> 6));
+          out[1] = std::uint8_t(0x80 | (u & 0x3F));
+          out += 2;
+        } else {
+          out[0] = std::uint8_t(0xE0 | (u >> 12));
+          out[1] = std::uint8_t(0x80 | ((u >> 6) & 0x3F));
+          out[2] = std::uint8_t(0x80 | (u & 0x3F));
+          out += 3;
+        }
+        ++i;
+      }
     }
-    if (!Put(bytes, n)) {
+    m_free -= std::size_t(out - start);
+    if (refused) {
       return false;
     }
   }
@@ -408,7 +500,16 @@ bool _XMLWriteElement(_IXMLOut & out, CPXMLObject const & root) {
     tagWRITEFRAME & frame = stack.frames[stack.size - 1];
     std::size_t const count = frame.node->elements.GetNItems();
     if (frame.next < count) {
-      CPXMLObject const & child = frame.node->elements.items()[frame.next++];
+      CPXMLObject const * const children = frame.node->elements.items();
+      // The walk is bound by memory latency: the records of the next siblings are fetched
+      // while this one is written.
+      if (frame.next + kNodeAhead < count) {
+        __builtin_prefetch(_CXMLNodeAccess::Record(children[frame.next + kNodeAhead]));
+      }
+      if (frame.next + kBlocksAhead < count) {
+        _prefetchBlocks(_CXMLNodeAccess::Record(children[frame.next + kBlocksAhead]));
+      }
+      CPXMLObject const & child = children[frame.next++];
       if (!open(_CXMLNodeAccess::Record(child))) {
         return false;
       }
