@@ -73,6 +73,130 @@ private:
   std::size_t m_capacity = 0;
 };
 
+// Remembers the pooled strings of the short texts a document repeats (element and attribute
+// names, and values such as attribute values), so that a repeat costs a hash, one comparison
+// and a count increment instead of a pool lookup under the pool's lock. Belongs to one tree
+// builder and is used by its thread only; it holds one reference per text it remembers until it
+// goes. Bounded: texts of at most `kMaxUnits` units, at most `kMaxSlots / 2` of them; later
+// texts go to the pool each time. A table that cannot grow (no memory) stays as it is, and
+// without any table every text goes to the pool: the cache never makes a parse fail.
+class _CPooledTextCache {
+public:
+  static constexpr std::size_t kMaxUnits = 64;
+  static constexpr std::size_t kFirstSlots = 256;
+  static constexpr std::size_t kMaxSlots = std::size_t(1) << 16;
+
+  _CPooledTextCache() = default;
+  _CPooledTextCache(_CPooledTextCache const &) = delete;
+  _CPooledTextCache & operator=(_CPooledTextCache const &) = delete;
+  ~_CPooledTextCache() {
+    for (std::size_t i = 0; i < m_capacity; ++i) {
+      if (m_slots[i].hash != 0) {
+        m_slots[i].pooled.~CPPoolString();
+      }
+    }
+    Core::OS::_ffree(m_slots);
+  }
+
+  // A pooled string of `text[0..length)`; false when the pool gives none (memory runs out, or
+  // the pool would not keep every unit: a surrogate pair counts one character there).
+  bool Get(qefWChar const * text, std::size_t length, CPPoolString & out) {
+    if (length == 0 || length > kMaxUnits) {
+      return Intern(text, length, out);
+    }
+    std::uint64_t const hash = Hash(text, length);
+    std::size_t at = 0;
+    if (m_capacity != 0) {
+      std::size_t const mask = m_capacity - 1;
+      for (at = hash & mask; m_slots[at].hash != 0; at = (at + 1) & mask) {
+        if (m_slots[at].hash == hash && Same(m_slots[at].pooled, text, length)) {
+          out = m_slots[at].pooled;
+          return true;
+        }
+      }
+    }
+    if (!Intern(text, length, out)) {
+      return false;
+    }
+    if (2 * (m_used + 1) > m_capacity) {
+      if (!Grow()) {
+        return true;
+      }
+      for (at = hash & (m_capacity - 1); m_slots[at].hash != 0; at = (at + 1) & (m_capacity - 1)) {
+      }
+    }
+    m_slots[at].hash = hash;
+    ::new (&m_slots[at].pooled) CPPoolString(out);
+    ++m_used;
+    return true;
+  }
+
+private:
+  struct tagSLOT {
+    std::uint64_t hash; // 0 for a free slot
+    CPPoolString pooled;
+  };
+
+  static bool Intern(qefWChar const * text, std::size_t length, CPPoolString & out) {
+    out = String::CStringPool::GetStringRefn(text, length);
+    return out.len() == length;
+  }
+  static bool Same(CPPoolString const & pooled, qefWChar const * text, std::size_t length) {
+    return pooled.len() == length &&
+           std::memcmp(static_cast<qefWChar const *>(pooled), text, length * sizeof(qefWChar)) == 0;
+  }
+  // Four units at a time, never 0.
+  static std::uint64_t Hash(qefWChar const * text, std::size_t length) {
+    std::uint64_t h = 0x9E3779B97F4A7C15u ^ length;
+    std::size_t i = 0;
+    for (; i + 4 <= length; i += 4) {
+      std::uint64_t word;
+      std::memcpy(&word, text + i, sizeof word);
+      h = (h ^ word) * 0xBF58476D1CE4E5B9u;
+      h ^= h >> 31;
+    }
+    std::uint64_t tail = 0;
+    std::memcpy(&tail, text + i, (length - i) * sizeof(qefWChar));
+    h = (h ^ tail) * 0x94D049BB133111EBu;
+    h ^= h >> 29;
+    return h | 1;
+  }
+  // Doubles the table (moving the handles as bytes); false when it is at its bound or memory
+  // runs out, the table unchanged.
+  bool Grow() {
+    std::size_t const capacity = m_capacity == 0 ? kFirstSlots : 2 * m_capacity;
+    if (capacity > kMaxSlots) {
+      return false;
+    }
+    auto * const slots = static_cast<tagSLOT *>(Core::OS::_falloc(capacity * sizeof(tagSLOT)));
+    if (slots == nullptr) {
+      return false;
+    }
+    for (std::size_t i = 0; i < capacity; ++i) {
+      slots[i].hash = 0;
+    }
+    for (std::size_t i = 0; i < m_capacity; ++i) {
+      if (m_slots[i].hash == 0) {
+        continue;
+      }
+      std::size_t at = m_slots[i].hash & (capacity - 1);
+      while (slots[at].hash != 0) {
+        at = (at + 1) & (capacity - 1);
+      }
+      std::memcpy(static_cast<void *>(&slots[at]), static_cast<void const *>(&m_slots[i]),
+                  sizeof(tagSLOT));
+    }
+    Core::OS::_ffree(m_slots);
+    m_slots = slots;
+    m_capacity = capacity;
+    return true;
+  }
+
+  tagSLOT * m_slots = nullptr;
+  std::size_t m_capacity = 0;
+  std::size_t m_used = 0;
+};
+
 // Builds `CPXMLObject` nodes from the reader's items. An attribute with an empty value is not
 // kept: a node holds no attribute without a value.
 class _CXMLTreeBuilder final : public _IXMLItemSink {
@@ -80,7 +204,7 @@ public:
   _CXMLTreeBuilder() = default;
   _CXMLTreeBuilder(_CXMLTreeBuilder const &) = delete;
   _CXMLTreeBuilder & operator=(_CXMLTreeBuilder const &) = delete;
-  ~_CXMLTreeBuilder() { Core::OS::_ffree(m_text); }
+  ~_CXMLTreeBuilder() = default;
 
   bool StartElement(qefWChar const * name, std::size_t length) override {
     CPPoolString pooled;
@@ -138,27 +262,11 @@ public:
 private:
   // A pooled string of `text[0..length)`; false when memory runs out.
   bool Pool(qefWChar const * text, std::size_t length, CPPoolString & out) {
-    if (length + 1 > m_capacity) {
-      std::size_t capacity = m_capacity == 0 ? 256 : m_capacity;
-      while (capacity < length + 1) {
-        capacity *= 2;
-      }
-      void * block = Core::OS::_frealloc(m_text, capacity * sizeof(qefWChar));
-      if (block == nullptr) {
-        return false;
-      }
-      m_text = static_cast<qefWChar *>(block);
-      m_capacity = capacity;
-    }
-    std::memcpy(m_text, text, length * sizeof(qefWChar));
-    m_text[length] = 0;
-    out = CPPoolString(static_cast<qefWChar const *>(m_text));
-    return std::char_traits<char16_t>::length(static_cast<qefWChar const *>(out)) == length;
+    return m_texts.Get(text, length, out);
   }
 
   _CHandleStack m_open;
-  qefWChar * m_text = nullptr;
-  std::size_t m_capacity = 0;
+  _CPooledTextCache m_texts;
 };
 
 // A bounded text being assembled for the report.
