@@ -37,38 +37,72 @@ constexpr char16_t const * kErrorTexts[] = {u"Bad file",
                                             u"DOM error"};
 static_assert(std::size(kErrorTexts) == 19);
 
-// A stack of handles on the library's heap (handles are one pointer and move as bytes).
-class _CHandleStack {
+// A stack of one-pointer handles (or plain values) on the library's heap; handles move as bytes
+// when it grows. What it still holds is released with it.
+template <class T> class _CHeapStack {
+  static_assert(sizeof(T) == sizeof(void *), "one-pointer handles or values");
+
 public:
-  _CHandleStack() = default;
-  _CHandleStack(_CHandleStack const &) = delete;
-  _CHandleStack & operator=(_CHandleStack const &) = delete;
-  ~_CHandleStack() {
+  _CHeapStack() = default;
+  _CHeapStack(_CHeapStack const &) = delete;
+  _CHeapStack & operator=(_CHeapStack const &) = delete;
+  ~_CHeapStack() {
     while (m_size > 0) {
       Pop();
     }
     Core::OS::_ffree(m_items);
   }
-  bool Push(CPXMLObject const & node) {
-    if (m_size == m_capacity) {
-      std::size_t const grown = m_capacity == 0 ? 64 : m_capacity * 2;
-      void * block = Core::OS::_frealloc(static_cast<void *>(m_items), grown * sizeof(CPXMLObject));
-      if (block == nullptr) {
-        return false;
-      }
-      m_items = static_cast<CPXMLObject *>(block);
-      m_capacity = grown;
+  // False when the stack cannot grow, unchanged.
+  bool Push(T const & item) {
+    if (!Room()) {
+      return false;
     }
-    new (m_items + m_size) CPXMLObject(node);
+    new (m_items + m_size) T(item);
     ++m_size;
     return true;
   }
-  void Pop() { m_items[--m_size].~CPXMLObject(); }
-  CPXMLObject & Top() { return m_items[m_size - 1]; }
+  bool Push(T && item) {
+    if (!Room()) {
+      return false;
+    }
+    new (m_items + m_size) T(std::move(item));
+    ++m_size;
+    return true;
+  }
+  void Pop() { m_items[--m_size].~T(); }
+  T & Top() { return m_items[m_size - 1]; }
   bool Empty() const { return m_size == 0; }
+  std::size_t Size() const { return m_size; }
+  // Moves the items from position `from` on into `array`, allocated to exactly their number,
+  // without touching their counts. False when the array cannot be allocated, nothing moved.
+  template <class A> bool MoveInto(A & array, std::size_t from) {
+    std::size_t const count = m_size - from;
+    if (!array.Alloc(count)) {
+      return false;
+    }
+    // The array's fresh elements are empty handles, which hold nothing: overwritten as bytes.
+    std::memcpy(static_cast<void *>(array.items()), static_cast<void const *>(m_items + from),
+                count * sizeof(T));
+    m_size = from;
+    return true;
+  }
 
 private:
-  CPXMLObject * m_items = nullptr;
+  bool Room() {
+    if (m_size < m_capacity) {
+      return true;
+    }
+    std::size_t const grown = m_capacity == 0 ? 64 : m_capacity * 2;
+    void * block = Core::OS::_frealloc(static_cast<void *>(m_items), grown * sizeof(T));
+    if (block == nullptr) {
+      return false;
+    }
+    m_items = static_cast<T *>(block);
+    m_capacity = grown;
+    return true;
+  }
+
+  T * m_items = nullptr;
   std::size_t m_size = 0;
   std::size_t m_capacity = 0;
 };
@@ -84,7 +118,7 @@ class _CPooledTextCache {
 public:
   static constexpr std::size_t kMaxUnits = 64;
   static constexpr std::size_t kFirstSlots = 256;
-  static constexpr std::size_t kMaxSlots = std::size_t(1) << 16;
+  static constexpr std::size_t kMaxSlots = std::size_t(1) << 14;
 
   _CPooledTextCache() = default;
   _CPooledTextCache(_CPooledTextCache const &) = delete;
@@ -156,7 +190,9 @@ private:
       h ^= h >> 31;
     }
     std::uint64_t tail = 0;
-    std::memcpy(&tail, text + i, (length - i) * sizeof(qefWChar));
+    for (unsigned shift = 0; i < length; ++i, shift += 16) {
+      tail |= std::uint64_t(text[i]) << shift;
+    }
     h = (h ^ tail) * 0x94D049BB133111EBu;
     h ^= h >> 29;
     return h | 1;
@@ -198,7 +234,9 @@ private:
 };
 
 // Builds `CPXMLObject` nodes from the reader's items. An attribute with an empty value is not
-// kept: a node holds no attribute without a value.
+// kept: a node holds no attribute without a value. The attributes of the element being read and
+// the children of the open elements wait in stacks until their number is known; each array is
+// then allocated once, to its exact size, and the handles are moved in.
 class _CXMLTreeBuilder final : public _IXMLItemSink {
 public:
   _CXMLTreeBuilder() = default;
@@ -209,15 +247,19 @@ public:
   bool StartElement(qefWChar const * name, std::size_t length) override {
     CPPoolString pooled;
     CPXMLObject node;
-    if (!Pool(name, length, pooled) || !_CXMLNodeAccess::Create(node, pooled)) {
+    if (!TakeAttributes() || !Pool(name, length, pooled) ||
+        !_CXMLNodeAccess::Create(node, pooled) || !m_open.Push(node)) {
       return false;
     }
-    if (m_open.Empty()) {
-      root = node;
-    } else if (m_open.Top().Add(node).sIndex() != 1) {
+    // The node waits among its parent's children (the root is kept aside); its own children
+    // start after it.
+    bool const placed =
+        m_open.Size() == 1 ? (root = std::move(node), true) : m_children.Push(std::move(node));
+    if (!placed || !m_firstChild.Push(m_children.Size())) {
+      m_open.Pop();
       return false;
     }
-    return m_open.Push(node);
+    return true;
   }
   // Attributes and data go straight into the node record: the reader has checked the names
   // and made the attributes unique, and the text is kept exactly as read.
@@ -228,31 +270,39 @@ public:
     }
     CPPoolString pooledName;
     CPPoolString pooledValue;
-    if (!Pool(name, nameLength, pooledName) || !Pool(value, valueLength, pooledValue)) {
+    if (!Pool(name, nameLength, pooledName) || !Pool(value, valueLength, pooledValue) ||
+        !m_attributes.Push(std::move(pooledName))) {
       return false;
     }
-    tagXMLNODE * const node = _CXMLNodeAccess::Record(m_open.Top());
-    std::size_t const count = node->attributes.GetNItems();
-    if (!node->attributes.Put(pooledName, count)) {
-      return false;
-    }
-    if (!node->attributes.Put(pooledValue, count + 1)) {
-      node->attributes.Delete(count, true);
+    if (!m_attributes.Push(std::move(pooledValue))) {
+      m_attributes.Pop();
       return false;
     }
     return true;
   }
   bool Data(qefWChar const * text, std::size_t length) override {
     CPPoolString pooled;
-    if (!Pool(text, length, pooled)) {
+    if (!TakeAttributes() || !Pool(text, length, pooled)) {
       return false;
     }
     tagXMLNODE * const node = _CXMLNodeAccess::Record(m_open.Top());
-    node->data = pooled;
+    node->data = std::move(pooled);
     node->state |= kXMLStateData;
     return true;
   }
   bool EndElement() override {
+    if (!TakeAttributes()) {
+      return false;
+    }
+    std::size_t const first = m_firstChild.Top();
+    if (m_children.Size() > first) {
+      tagXMLNODE * const node = _CXMLNodeAccess::Record(m_open.Top());
+      if (!m_children.MoveInto(node->elements, first)) {
+        return false;
+      }
+      node->state = node->state == kXMLStateData ? kXMLStateMixed : kXMLStateElements;
+    }
+    m_firstChild.Pop();
     m_open.Pop();
     return true;
   }
@@ -264,8 +314,18 @@ private:
   bool Pool(qefWChar const * text, std::size_t length, CPPoolString & out) {
     return m_texts.Get(text, length, out);
   }
+  // Hands the waiting attributes to the element being read.
+  bool TakeAttributes() {
+    if (m_attributes.Empty()) {
+      return true;
+    }
+    return m_attributes.MoveInto(_CXMLNodeAccess::Record(m_open.Top())->attributes, 0);
+  }
 
-  _CHandleStack m_open;
+  _CHeapStack<CPXMLObject> m_open;       // the open elements, the root first
+  _CHeapStack<std::size_t> m_firstChild; // per open element: where its children start
+  _CHeapStack<CPXMLObject> m_children;   // the children of the open elements, in order
+  _CHeapStack<CPPoolString> m_attributes;
   _CPooledTextCache m_texts;
 };
 
