@@ -117,12 +117,29 @@ bool _writeAttributeValue(_IXMLOut & out, CPPoolString const & value) {
 void _prefetchBlocks(tagXMLNODE const * node) {
   char const * data;
   char const * attributes;
+  char const * elements;
   std::memcpy(static_cast<void *>(&data), static_cast<void const *>(&node->data), sizeof data);
   std::memcpy(static_cast<void *>(&attributes), static_cast<void const *>(&node->attributes),
               sizeof attributes);
+  std::memcpy(static_cast<void *>(&elements), static_cast<void const *>(&node->elements),
+              sizeof elements);
   __builtin_prefetch(data);
   __builtin_prefetch(data + 64);
   __builtin_prefetch(attributes);
+  __builtin_prefetch(elements);
+}
+
+// Asks for the records of the first attribute values of `node`, whose attribute array was asked
+// for earlier.
+void _prefetchValues(tagXMLNODE const * node) {
+  std::size_t const count = node->attributes.GetNItems();
+  CPPoolString const * const items = node->attributes.items();
+  for (std::size_t i = 1; i < count && i < 8; i += 2) {
+    char const * record;
+    std::memcpy(static_cast<void *>(&record), static_cast<void const *>(items + i), sizeof record);
+    __builtin_prefetch(record);
+    __builtin_prefetch(record + 64);
+  }
 }
 
 // How far ahead of the child being written its siblings' node records, and the blocks behind
@@ -255,7 +272,7 @@ bool _CXMLOut::Encode(qefWChar const * text, std::uint64_t count) {
   std::size_t const widest = m_encoding == eXMLEncodingUTF16 ? 2 : 3;
   std::uint64_t i = 0;
   while (i < count) {
-    std::uint64_t const room = m_free / widest;
+    std::uint64_t const room = widest == 2 ? m_free / 2 : m_free / 3;
     if (room == 0) {
       if (!EncodeOne(text, count, i)) {
         return false;
@@ -485,6 +502,11 @@ bool _XMLWriteElement(_IXMLOut & out, CPXMLObject const & root) {
         return false;
       }
       out.IndentIn();
+      // The first children's records were asked for with their parent's next siblings; their
+      // blocks are asked for now.
+      for (std::size_t i = 0; i < kBlocksAhead && i < node->elements.GetNItems(); ++i) {
+        _prefetchBlocks(_CXMLNodeAccess::Record(node->elements.items()[i]));
+      }
       return stack.Push({node, 0, false});
     default:
       return false; // mixed content cannot be written
@@ -508,6 +530,13 @@ bool _XMLWriteElement(_IXMLOut & out, CPXMLObject const & root) {
       }
       if (frame.next + kBlocksAhead < count) {
         _prefetchBlocks(_CXMLNodeAccess::Record(children[frame.next + kBlocksAhead]));
+      }
+      if (frame.next + 1 < count) {
+        tagXMLNODE const * const next = _CXMLNodeAccess::Record(children[frame.next + 1]);
+        _prefetchValues(next);
+        for (std::size_t i = 0; i < kNodeAhead && i < next->elements.GetNItems(); ++i) {
+          __builtin_prefetch(_CXMLNodeAccess::Record(next->elements.items()[i]));
+        }
       }
       CPXMLObject const & child = children[frame.next++];
       if (!open(_CXMLNodeAccess::Record(child))) {
