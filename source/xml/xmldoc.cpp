@@ -197,10 +197,10 @@ private:
     h ^= h >> 29;
     return h | 1;
   }
-  // Doubles the table (moving the handles as bytes); false when it is at its bound or memory
-  // runs out, the table unchanged.
+  // Makes the table four times as large (fewer large blocks per document), moving the handles
+  // as bytes; false when it is at its bound or memory runs out, the table unchanged.
   bool Grow() {
-    std::size_t const capacity = m_capacity == 0 ? kFirstSlots : 2 * m_capacity;
+    std::size_t const capacity = m_capacity == 0 ? kFirstSlots : 4 * m_capacity;
     if (capacity > kMaxSlots) {
       return false;
     }

@@ -1,6 +1,7 @@
 // The XML writers (see xmlout.h) and the two `CPXMLObject::Write` entry points.
 #include "xml/xmlout.h"
 
+#include <array>
 #include <cstring>
 #include <string>
 
@@ -45,10 +46,21 @@ bool _needsProtection(qefWChar const * data, std::uint64_t length) {
   if (_isBlank(data[0]) || _isBlank(data[length - 1])) {
     return true;
   }
+  // One table look-up per character: 1 for the special characters, 2 for white space.
+  static constexpr auto kClass = [] {
+    std::array<std::uint8_t, 128> table{};
+    for (unsigned c = 0; c < 128; ++c) {
+      table[c] = _isSpecial(qefWChar(c)) ? 1 : _isBlank(qefWChar(c)) ? 2 : 0;
+    }
+    return table;
+  }();
+  unsigned previous = 0;
   for (std::uint64_t i = 0; i < length; ++i) {
-    if (_isSpecial(data[i]) || (i > 0 && _isBlank(data[i]) && _isBlank(data[i - 1]))) {
+    unsigned const c = data[i] < 128 ? kClass[data[i]] : 0;
+    if ((c & 1) != 0 || (c & previous & 2) != 0) {
       return true;
     }
+    previous = c;
   }
   return false;
 }
@@ -199,6 +211,20 @@ bool _CXMLOut::Write(qefWChar const * text, std::uint64_t count) {
         }
         spaces -= piece;
       }
+    }
+  }
+  // Short ASCII pieces (markup, names) into UTF-8 with room to spare, without the encoder's
+  // set-up; anything else, from its first unit, through the encoder.
+  if (m_encoding == eXMLEncodingUTF8 && count <= kShortPiece && m_free >= kShortPiece) {
+    std::uint8_t * const out = m_buffer + (kBufferSize - m_free);
+    std::uint64_t i = 0;
+    while (i < count && text[i] < 0x80) {
+      out[i] = std::uint8_t(text[i]);
+      ++i;
+    }
+    if (i == count) {
+      m_free -= std::size_t(count);
+      return true;
     }
   }
   return Encode(text, count);

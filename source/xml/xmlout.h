@@ -36,6 +36,8 @@ public:
 class _CXMLOut : public _IXMLOut {
 public:
   static constexpr std::size_t kBufferSize = 16384;
+  // Pieces of at most this many units may take the short path of `Write`.
+  static constexpr std::size_t kShortPiece = 32;
 
   _CXMLOut();
   _CXMLOut(_CXMLOut const &) = delete;
