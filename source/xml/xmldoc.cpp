@@ -248,7 +248,7 @@ public:
     CPPoolString pooled;
     CPXMLObject node;
     if (!TakeAttributes() || !Pool(name, length, pooled) ||
-        !_CXMLNodeAccess::Create(node, pooled) || !m_open.Push(node)) {
+        !_CXMLNodeAccess::Create(node, pooled) || !m_open.Push(_CXMLNodeAccess::Record(node))) {
       return false;
     }
     // The node waits among its parent's children (the root is kept aside); its own children
@@ -285,7 +285,7 @@ public:
     if (!TakeAttributes() || !Pool(text, length, pooled)) {
       return false;
     }
-    tagXMLNODE * const node = _CXMLNodeAccess::Record(m_open.Top());
+    tagXMLNODE * const node = m_open.Top();
     node->data = std::move(pooled);
     node->state |= kXMLStateData;
     return true;
@@ -296,7 +296,7 @@ public:
     }
     std::size_t const first = m_firstChild.Top();
     if (m_children.Size() > first) {
-      tagXMLNODE * const node = _CXMLNodeAccess::Record(m_open.Top());
+      tagXMLNODE * const node = m_open.Top();
       if (!m_children.MoveInto(node->elements, first)) {
         return false;
       }
@@ -319,10 +319,11 @@ private:
     if (m_attributes.Empty()) {
       return true;
     }
-    return m_attributes.MoveInto(_CXMLNodeAccess::Record(m_open.Top())->attributes, 0);
+    return m_attributes.MoveInto(m_open.Top()->attributes, 0);
   }
 
-  _CHeapStack<CPXMLObject> m_open;       // the open elements, the root first
+  // The records of the open elements, the root first; each is held by `root` or `m_children`.
+  _CHeapStack<tagXMLNODE *> m_open;
   _CHeapStack<std::size_t> m_firstChild; // per open element: where its children start
   _CHeapStack<CPXMLObject> m_children;   // the children of the open elements, in order
   _CHeapStack<CPPoolString> m_attributes;
