@@ -206,7 +206,10 @@ bool _CXMLOut::Write(qefWChar const * text, std::uint64_t count) {
     if (m_indent) {
       for (std::uint64_t spaces = m_depth * 2; spaces > 0;) {
         std::uint64_t const piece = spaces < 64 ? spaces : 64;
-        if (!Encode(kSpaces, piece)) {
+        if (m_encoding == eXMLEncodingUTF8 && m_free >= piece) {
+          std::memset(m_buffer + (kBufferSize - m_free), ' ', std::size_t(piece));
+          m_free -= std::size_t(piece);
+        } else if (!Encode(kSpaces, piece)) {
           return false;
         }
         spaces -= piece;
