@@ -247,10 +247,14 @@ public:
   bool StartElement(qefWChar const * name, std::size_t length) override {
     CPPoolString pooled;
     CPXMLObject node;
+    // Created with the permanent empty name, which is not counted; the pooled name then moves
+    // in without touching its count.
     if (!TakeAttributes() || !Pool(name, length, pooled) ||
-        !_CXMLNodeAccess::Create(node, pooled) || !m_open.Push(_CXMLNodeAccess::Record(node))) {
+        !_CXMLNodeAccess::Create(node, CPPoolString::pempty) ||
+        !m_open.Push(_CXMLNodeAccess::Record(node))) {
       return false;
     }
+    m_open.Top()->name = std::move(pooled);
     // The node waits among its parent's children (the root is kept aside); its own children
     // start after it.
     bool const placed =
