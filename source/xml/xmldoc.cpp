@@ -37,63 +37,233 @@ constexpr char16_t const * kErrorTexts[] = {u"Bad file",
                                             u"DOM error"};
 static_assert(std::size(kErrorTexts) == 19);
 
-// A stack of handles on the library's heap (handles are one pointer and move as bytes).
-class _CHandleStack {
+// A stack of one-pointer handles (or plain values) on the library's heap; handles move as bytes
+// when it grows. What it still holds is released with it.
+template <class T> class _CHeapStack {
+  static_assert(sizeof(T) == sizeof(void *), "one-pointer handles or values");
+
 public:
-  _CHandleStack() = default;
-  _CHandleStack(_CHandleStack const &) = delete;
-  _CHandleStack & operator=(_CHandleStack const &) = delete;
-  ~_CHandleStack() {
+  _CHeapStack() = default;
+  _CHeapStack(_CHeapStack const &) = delete;
+  _CHeapStack & operator=(_CHeapStack const &) = delete;
+  ~_CHeapStack() {
     while (m_size > 0) {
       Pop();
     }
     Core::OS::_ffree(m_items);
   }
-  bool Push(CPXMLObject const & node) {
-    if (m_size == m_capacity) {
-      std::size_t const grown = m_capacity == 0 ? 64 : m_capacity * 2;
-      void * block = Core::OS::_frealloc(static_cast<void *>(m_items), grown * sizeof(CPXMLObject));
-      if (block == nullptr) {
-        return false;
-      }
-      m_items = static_cast<CPXMLObject *>(block);
-      m_capacity = grown;
+  // False when the stack cannot grow, unchanged.
+  bool Push(T const & item) {
+    if (!Room()) {
+      return false;
     }
-    new (m_items + m_size) CPXMLObject(node);
+    new (m_items + m_size) T(item);
     ++m_size;
     return true;
   }
-  void Pop() { m_items[--m_size].~CPXMLObject(); }
-  CPXMLObject & Top() { return m_items[m_size - 1]; }
+  bool Push(T && item) {
+    if (!Room()) {
+      return false;
+    }
+    new (m_items + m_size) T(std::move(item));
+    ++m_size;
+    return true;
+  }
+  void Pop() { m_items[--m_size].~T(); }
+  T & Top() { return m_items[m_size - 1]; }
   bool Empty() const { return m_size == 0; }
+  std::size_t Size() const { return m_size; }
+  // Moves the items from position `from` on into `array`, allocated to exactly their number,
+  // without touching their counts. False when the array cannot be allocated, nothing moved.
+  template <class A> bool MoveInto(A & array, std::size_t from) {
+    std::size_t const count = m_size - from;
+    if (!array.Alloc(count)) {
+      return false;
+    }
+    // The array's fresh elements are empty handles, which hold nothing: overwritten as bytes.
+    std::memcpy(static_cast<void *>(array.items()), static_cast<void const *>(m_items + from),
+                count * sizeof(T));
+    m_size = from;
+    return true;
+  }
 
 private:
-  CPXMLObject * m_items = nullptr;
+  bool Room() {
+    if (m_size < m_capacity) {
+      return true;
+    }
+    std::size_t const grown = m_capacity == 0 ? 64 : m_capacity * 2;
+    void * block = Core::OS::_frealloc(static_cast<void *>(m_items), grown * sizeof(T));
+    if (block == nullptr) {
+      return false;
+    }
+    m_items = static_cast<T *>(block);
+    m_capacity = grown;
+    return true;
+  }
+
+  T * m_items = nullptr;
   std::size_t m_size = 0;
   std::size_t m_capacity = 0;
 };
 
+// Remembers the pooled strings of the short texts a document repeats (element and attribute
+// names, and values such as attribute values), so that a repeat costs a hash, one comparison
+// and a count increment instead of a pool lookup under the pool's lock. Belongs to one tree
+// builder and is used by its thread only; it holds one reference per text it remembers until it
+// goes. Bounded: texts of at most `kMaxUnits` units, at most `kMaxSlots / 2` of them; later
+// texts go to the pool each time. A table that cannot grow (no memory) stays as it is, and
+// without any table every text goes to the pool: the cache never makes a parse fail.
+class _CPooledTextCache {
+public:
+  static constexpr std::size_t kMaxUnits = 64;
+  static constexpr std::size_t kFirstSlots = 256;
+  static constexpr std::size_t kMaxSlots = std::size_t(1) << 14;
+
+  _CPooledTextCache() = default;
+  _CPooledTextCache(_CPooledTextCache const &) = delete;
+  _CPooledTextCache & operator=(_CPooledTextCache const &) = delete;
+  ~_CPooledTextCache() {
+    for (std::size_t i = 0; i < m_capacity; ++i) {
+      if (m_slots[i].hash != 0) {
+        m_slots[i].pooled.~CPPoolString();
+      }
+    }
+    Core::OS::_ffree(m_slots);
+  }
+
+  // A pooled string of `text[0..length)`; false when the pool gives none (memory runs out, or
+  // the pool would not keep every unit: a surrogate pair counts one character there).
+  bool Get(qefWChar const * text, std::size_t length, CPPoolString & out) {
+    if (length == 0 || length > kMaxUnits) {
+      return Intern(text, length, out);
+    }
+    std::uint64_t const hash = Hash(text, length);
+    std::size_t at = 0;
+    if (m_capacity != 0) {
+      std::size_t const mask = m_capacity - 1;
+      for (at = hash & mask; m_slots[at].hash != 0; at = (at + 1) & mask) {
+        if (m_slots[at].hash == hash && Same(m_slots[at].pooled, text, length)) {
+          out = m_slots[at].pooled;
+          return true;
+        }
+      }
+    }
+    if (!Intern(text, length, out)) {
+      return false;
+    }
+    if (2 * (m_used + 1) > m_capacity) {
+      if (!Grow()) {
+        return true;
+      }
+      for (at = hash & (m_capacity - 1); m_slots[at].hash != 0; at = (at + 1) & (m_capacity - 1)) {
+      }
+    }
+    m_slots[at].hash = hash;
+    ::new (&m_slots[at].pooled) CPPoolString(out);
+    ++m_used;
+    return true;
+  }
+
+private:
+  struct tagSLOT {
+    std::uint64_t hash; // 0 for a free slot
+    CPPoolString pooled;
+  };
+
+  static bool Intern(qefWChar const * text, std::size_t length, CPPoolString & out) {
+    out = String::CStringPool::GetStringRefn(text, length);
+    return out.len() == length;
+  }
+  static bool Same(CPPoolString const & pooled, qefWChar const * text, std::size_t length) {
+    return pooled.len() == length &&
+           std::memcmp(static_cast<qefWChar const *>(pooled), text, length * sizeof(qefWChar)) == 0;
+  }
+  // Four units at a time, never 0.
+  static std::uint64_t Hash(qefWChar const * text, std::size_t length) {
+    std::uint64_t h = 0x9E3779B97F4A7C15u ^ length;
+    std::size_t i = 0;
+    for (; i + 4 <= length; i += 4) {
+      std::uint64_t word;
+      std::memcpy(&word, text + i, sizeof word);
+      h = (h ^ word) * 0xBF58476D1CE4E5B9u;
+      h ^= h >> 31;
+    }
+    std::uint64_t tail = 0;
+    for (unsigned shift = 0; i < length; ++i, shift += 16) {
+      tail |= std::uint64_t(text[i]) << shift;
+    }
+    h = (h ^ tail) * 0x94D049BB133111EBu;
+    h ^= h >> 29;
+    return h | 1;
+  }
+  // Makes the table four times as large (fewer large blocks per document), moving the handles
+  // as bytes; false when it is at its bound or memory runs out, the table unchanged.
+  bool Grow() {
+    std::size_t const capacity = m_capacity == 0 ? kFirstSlots : 4 * m_capacity;
+    if (capacity > kMaxSlots) {
+      return false;
+    }
+    auto * const slots = static_cast<tagSLOT *>(Core::OS::_falloc(capacity * sizeof(tagSLOT)));
+    if (slots == nullptr) {
+      return false;
+    }
+    for (std::size_t i = 0; i < capacity; ++i) {
+      slots[i].hash = 0;
+    }
+    for (std::size_t i = 0; i < m_capacity; ++i) {
+      if (m_slots[i].hash == 0) {
+        continue;
+      }
+      std::size_t at = m_slots[i].hash & (capacity - 1);
+      while (slots[at].hash != 0) {
+        at = (at + 1) & (capacity - 1);
+      }
+      std::memcpy(static_cast<void *>(&slots[at]), static_cast<void const *>(&m_slots[i]),
+                  sizeof(tagSLOT));
+    }
+    Core::OS::_ffree(m_slots);
+    m_slots = slots;
+    m_capacity = capacity;
+    return true;
+  }
+
+  tagSLOT * m_slots = nullptr;
+  std::size_t m_capacity = 0;
+  std::size_t m_used = 0;
+};
+
 // Builds `CPXMLObject` nodes from the reader's items. An attribute with an empty value is not
-// kept: a node holds no attribute without a value.
+// kept: a node holds no attribute without a value. The attributes of the element being read and
+// the children of the open elements wait in stacks until their number is known; each array is
+// then allocated once, to its exact size, and the handles are moved in.
 class _CXMLTreeBuilder final : public _IXMLItemSink {
 public:
   _CXMLTreeBuilder() = default;
   _CXMLTreeBuilder(_CXMLTreeBuilder const &) = delete;
   _CXMLTreeBuilder & operator=(_CXMLTreeBuilder const &) = delete;
-  ~_CXMLTreeBuilder() { Core::OS::_ffree(m_text); }
+  ~_CXMLTreeBuilder() = default;
 
   bool StartElement(qefWChar const * name, std::size_t length) override {
     CPPoolString pooled;
     CPXMLObject node;
-    if (!Pool(name, length, pooled) || !_CXMLNodeAccess::Create(node, pooled)) {
+    // Created with the permanent empty name, which is not counted; the pooled name then moves
+    // in without touching its count.
+    if (!TakeAttributes() || !Pool(name, length, pooled) ||
+        !_CXMLNodeAccess::Create(node, CPPoolString::pempty) ||
+        !m_open.Push(_CXMLNodeAccess::Record(node))) {
       return false;
     }
-    if (m_open.Empty()) {
-      root = node;
-    } else if (m_open.Top().Add(node).sIndex() != 1) {
+    m_open.Top()->name = std::move(pooled);
+    // The node waits among its parent's children (the root is kept aside); its own children
+    // start after it.
+    bool const placed =
+        m_open.Size() == 1 ? (root = std::move(node), true) : m_children.Push(std::move(node));
+    if (!placed || !m_firstChild.Push(m_children.Size())) {
+      m_open.Pop();
       return false;
     }
-    return m_open.Push(node);
+    return true;
   }
   // Attributes and data go straight into the node record: the reader has checked the names
   // and made the attributes unique, and the text is kept exactly as read.
@@ -104,31 +274,39 @@ public:
     }
     CPPoolString pooledName;
     CPPoolString pooledValue;
-    if (!Pool(name, nameLength, pooledName) || !Pool(value, valueLength, pooledValue)) {
+    if (!Pool(name, nameLength, pooledName) || !Pool(value, valueLength, pooledValue) ||
+        !m_attributes.Push(std::move(pooledName))) {
       return false;
     }
-    tagXMLNODE * const node = _CXMLNodeAccess::Record(m_open.Top());
-    std::size_t const count = node->attributes.GetNItems();
-    if (!node->attributes.Put(pooledName, count)) {
-      return false;
-    }
-    if (!node->attributes.Put(pooledValue, count + 1)) {
-      node->attributes.Delete(count, true);
+    if (!m_attributes.Push(std::move(pooledValue))) {
+      m_attributes.Pop();
       return false;
     }
     return true;
   }
   bool Data(qefWChar const * text, std::size_t length) override {
     CPPoolString pooled;
-    if (!Pool(text, length, pooled)) {
+    if (!TakeAttributes() || !Pool(text, length, pooled)) {
       return false;
     }
-    tagXMLNODE * const node = _CXMLNodeAccess::Record(m_open.Top());
-    node->data = pooled;
+    tagXMLNODE * const node = m_open.Top();
+    node->data = std::move(pooled);
     node->state |= kXMLStateData;
     return true;
   }
   bool EndElement() override {
+    if (!TakeAttributes()) {
+      return false;
+    }
+    std::size_t const first = m_firstChild.Top();
+    if (m_children.Size() > first) {
+      tagXMLNODE * const node = m_open.Top();
+      if (!m_children.MoveInto(node->elements, first)) {
+        return false;
+      }
+      node->state = node->state == kXMLStateData ? kXMLStateMixed : kXMLStateElements;
+    }
+    m_firstChild.Pop();
     m_open.Pop();
     return true;
   }
@@ -138,27 +316,22 @@ public:
 private:
   // A pooled string of `text[0..length)`; false when memory runs out.
   bool Pool(qefWChar const * text, std::size_t length, CPPoolString & out) {
-    if (length + 1 > m_capacity) {
-      std::size_t capacity = m_capacity == 0 ? 256 : m_capacity;
-      while (capacity < length + 1) {
-        capacity *= 2;
-      }
-      void * block = Core::OS::_frealloc(m_text, capacity * sizeof(qefWChar));
-      if (block == nullptr) {
-        return false;
-      }
-      m_text = static_cast<qefWChar *>(block);
-      m_capacity = capacity;
+    return m_texts.Get(text, length, out);
+  }
+  // Hands the waiting attributes to the element being read.
+  bool TakeAttributes() {
+    if (m_attributes.Empty()) {
+      return true;
     }
-    std::memcpy(m_text, text, length * sizeof(qefWChar));
-    m_text[length] = 0;
-    out = CPPoolString(static_cast<qefWChar const *>(m_text));
-    return std::char_traits<char16_t>::length(static_cast<qefWChar const *>(out)) == length;
+    return m_attributes.MoveInto(m_open.Top()->attributes, 0);
   }
 
-  _CHandleStack m_open;
-  qefWChar * m_text = nullptr;
-  std::size_t m_capacity = 0;
+  // The records of the open elements, the root first; each is held by `root` or `m_children`.
+  _CHeapStack<tagXMLNODE *> m_open;
+  _CHeapStack<std::size_t> m_firstChild; // per open element: where its children start
+  _CHeapStack<CPXMLObject> m_children;   // the children of the open elements, in order
+  _CHeapStack<CPPoolString> m_attributes;
+  _CPooledTextCache m_texts;
 };
 
 // A bounded text being assembled for the report.

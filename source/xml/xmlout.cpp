@@ -1,6 +1,7 @@
 // The XML writers (see xmlout.h) and the two `CPXMLObject::Write` entry points.
 #include "xml/xmlout.h"
 
+#include <array>
 #include <cstring>
 #include <string>
 
@@ -21,9 +22,10 @@ constexpr char16_t kDeclarationUTF16[] = u"<?xml version=\"1.0\" encoding=\"UTF-
 template <std::size_t N> bool _write(_IXMLOut & out, char16_t const (&text)[N]) {
   return out.Write(text, N - 1);
 }
-// The number of 16-bit units of a pooled text (its `len` counts characters).
+// The number of 16-bit units of a pooled text: a record holds exactly `len` units before its
+// terminator (a pair the pool counts as one character keeps only its first unit there).
 std::uint64_t _units(CPPoolString const & text) {
-  return std::char_traits<char16_t>::length(static_cast<qefWChar const *>(text));
+  return text.len();
 }
 bool _write(_IXMLOut & out, CPPoolString const & text) {
   return out.Write(static_cast<qefWChar const *>(text), _units(text));
@@ -44,10 +46,21 @@ bool _needsProtection(qefWChar const * data, std::uint64_t length) {
   if (_isBlank(data[0]) || _isBlank(data[length - 1])) {
     return true;
   }
+  // One table look-up per character: 1 for the special characters, 2 for white space.
+  static constexpr auto kClass = [] {
+    std::array<std::uint8_t, 128> table{};
+    for (unsigned c = 0; c < 128; ++c) {
+      table[c] = _isSpecial(qefWChar(c)) ? 1 : _isBlank(qefWChar(c)) ? 2 : 0;
+    }
+    return table;
+  }();
+  unsigned previous = 0;
   for (std::uint64_t i = 0; i < length; ++i) {
-    if (_isSpecial(data[i]) || (i > 0 && _isBlank(data[i]) && _isBlank(data[i - 1]))) {
+    unsigned const c = data[i] < 128 ? kClass[data[i]] : 0;
+    if ((c & 1) != 0 || (c & previous & 2) != 0) {
       return true;
     }
+    previous = c;
   }
   return false;
 }
@@ -111,6 +124,41 @@ bool _writeAttributeValue(_IXMLOut & out, CPPoolString const & value) {
   return out.Write(text + start, length - start);
 }
 
+// Asks for the blocks behind the handles of `node` (each handle is one pointer to its block):
+// its data record and its attribute array, so they are in the cache when it is written.
+void _prefetchBlocks(tagXMLNODE const * node) {
+  char const * data;
+  char const * attributes;
+  char const * elements;
+  std::memcpy(static_cast<void *>(&data), static_cast<void const *>(&node->data), sizeof data);
+  std::memcpy(static_cast<void *>(&attributes), static_cast<void const *>(&node->attributes),
+              sizeof attributes);
+  std::memcpy(static_cast<void *>(&elements), static_cast<void const *>(&node->elements),
+              sizeof elements);
+  __builtin_prefetch(data);
+  __builtin_prefetch(data + 64);
+  __builtin_prefetch(attributes);
+  __builtin_prefetch(elements);
+}
+
+// Asks for the records of the first attribute values of `node`, whose attribute array was asked
+// for earlier.
+void _prefetchValues(tagXMLNODE const * node) {
+  std::size_t const count = node->attributes.GetNItems();
+  CPPoolString const * const items = node->attributes.items();
+  for (std::size_t i = 1; i < count && i < 8; i += 2) {
+    char const * record;
+    std::memcpy(static_cast<void *>(&record), static_cast<void const *>(items + i), sizeof record);
+    __builtin_prefetch(record);
+    __builtin_prefetch(record + 64);
+  }
+}
+
+// How far ahead of the child being written its siblings' node records, and the blocks behind
+// them, are asked for.
+constexpr std::size_t kNodeAhead = 6;
+constexpr std::size_t kBlocksAhead = 3;
+
 // One open element of the serialiser's walk.
 struct tagWRITEFRAME {
   tagXMLNODE const * node;
@@ -158,11 +206,28 @@ bool _CXMLOut::Write(qefWChar const * text, std::uint64_t count) {
     if (m_indent) {
       for (std::uint64_t spaces = m_depth * 2; spaces > 0;) {
         std::uint64_t const piece = spaces < 64 ? spaces : 64;
-        if (!Encode(kSpaces, piece)) {
+        if (m_encoding == eXMLEncodingUTF8 && m_free >= piece) {
+          std::memset(m_buffer + (kBufferSize - m_free), ' ', std::size_t(piece));
+          m_free -= std::size_t(piece);
+        } else if (!Encode(kSpaces, piece)) {
           return false;
         }
         spaces -= piece;
       }
+    }
+  }
+  // Short ASCII pieces (markup, names) into UTF-8 with room to spare, without the encoder's
+  // set-up; anything else, from its first unit, through the encoder.
+  if (m_encoding == eXMLEncodingUTF8 && count <= kShortPiece && m_free >= kShortPiece) {
+    std::uint8_t * const out = m_buffer + (kBufferSize - m_free);
+    std::uint64_t i = 0;
+    while (i < count && text[i] < 0x80) {
+      out[i] = std::uint8_t(text[i]);
+      ++i;
+    }
+    if (i == count) {
+      m_free -= std::size_t(count);
+      return true;
     }
   }
   return Encode(text, count);
@@ -192,44 +257,117 @@ bool _CXMLOut::Put(void const * bytes, std::size_t count) {
   return true;
 }
 
+bool _CXMLOut::EncodeOne(qefWChar const * text, std::uint64_t count, std::uint64_t & i) {
+  std::uint32_t u = text[i];
+  if (u >= 0xD800 && u <= 0xDFFF) {
+    // Pairs are not combined: a high surrogate must be followed by a unit of at least 0xDBFF,
+    // and the pair is written as the one character 0x00 or 0x01; on purpose.
+    if (u > 0xDBFF || i + 1 >= count || text[i + 1] < 0xDBFF) {
+      return false;
+    }
+    u = ((u & 0x3FF) == 0 && (text[i + 1] & 0x3FF) == 0) ? 0 : 1;
+    ++i;
+  }
+  ++i;
+  if (m_encoding == eXMLEncodingUTF16) {
+    std::uint16_t const unit = std::uint16_t(u);
+    return Put(&unit, 2);
+  }
+  std::uint8_t bytes[3];
+  std::size_t n;
+  if (u < 0x80) {
+    bytes[0] = std::uint8_t(u);
+    n = 1;
+  } else if (u < 0x800) {
+    bytes[0] = std::uint8_t(0xC0 | (u >> 6));
+    bytes[1] = std::uint8_t(0x80 | (u & 0x3F));
+    n = 2;
+  } else {
+    bytes[0] = std::uint8_t(0xE0 | (u >> 12));
+    bytes[1] = std::uint8_t(0x80 | ((u >> 6) & 0x3F));
+    bytes[2] = std::uint8_t(0x80 | (u & 0x3F));
+    n = 3;
+  }
+  return Put(bytes, n);
+}
+
 bool _CXMLOut::Encode(qefWChar const * text, std::uint64_t count) {
   if (m_encoding == eXMLEncodingRaw16) {
     return Put(text, std::size_t(count) * sizeof(qefWChar));
   }
-  for (std::uint64_t i = 0; i < count; ++i) {
-    std::uint32_t u = text[i];
-    if (u >= 0xD800 && u <= 0xDFFF) {
-      // Pairs are not combined: a high surrogate must be followed by a unit of at least 0xDBFF,
-      // and the pair is written as the one character 0x00 or 0x01; on purpose.
-      if (u > 0xDBFF || i + 1 >= count || text[i + 1] < 0xDBFF) {
-        return false;
-      }
-      u = ((u & 0x3FF) == 0 && (text[i + 1] & 0x3FF) == 0) ? 0 : 1;
-      ++i;
-    }
-    if (m_encoding == eXMLEncodingUTF16) {
-      std::uint16_t const unit = std::uint16_t(u);
-      if (!Put(&unit, 2)) {
+  // Each unit takes at most `widest` bytes. While the buffer has room for the worst case of a
+  // stretch, the stretch is encoded straight into it; ASCII goes four units per step. Near the
+  // end of the buffer one character at a time goes through `Put`, which flushes when full.
+  std::size_t const widest = m_encoding == eXMLEncodingUTF16 ? 2 : 3;
+  std::uint64_t i = 0;
+  while (i < count) {
+    std::uint64_t const room = widest == 2 ? m_free / 2 : m_free / 3;
+    if (room == 0) {
+      if (!EncodeOne(text, count, i)) {
         return false;
       }
       continue;
     }
-    std::uint8_t bytes[3];
-    std::size_t n;
-    if (u < 0x80) {
-      bytes[0] = std::uint8_t(u);
-      n = 1;
-    } else if (u < 0x800) {
-      bytes[0] = std::uint8_t(0xC0 | (u >> 6));
-      bytes[1] = std::uint8_t(0x80 | (u & 0x3F));
-      n = 2;
+    std::uint64_t const end = i + (count - i < room ? count - i : room);
+    std::uint8_t * const start = m_buffer + (kBufferSize - m_free);
+    std::uint8_t * out = start;
+    bool refused = false;
+    if (widest == 2) {
+      for (; i < end; ++i) {
+        std::uint32_t u = text[i];
+        if (u >= 0xD800 && u <= 0xDFFF) {
+          if (u > 0xDBFF || i + 1 >= count || text[i + 1] < 0xDBFF) {
+            refused = true;
+            break;
+          }
+          u = ((u & 0x3FF) == 0 && (text[i + 1] & 0x3FF) == 0) ? 0 : 1;
+          ++i;
+        }
+        std::uint16_t const unit = std::uint16_t(u);
+        std::memcpy(out, &unit, 2);
+        out += 2;
+      }
     } else {
-      bytes[0] = std::uint8_t(0xE0 | (u >> 12));
-      bytes[1] = std::uint8_t(0x80 | ((u >> 6) & 0x3F));
-      bytes[2] = std::uint8_t(0x80 | (u & 0x3F));
-      n = 3;
+      while (i < end) {
+        if (end - i >= 4 && (text[i] | text[i + 1] | text[i + 2] | text[i + 3]) < 0x80) {
+          out[0] = std::uint8_t(text[i]);
+          out[1] = std::uint8_t(text[i + 1]);
+          out[2] = std::uint8_t(text[i + 2]);
+          out[3] = std::uint8_t(text[i + 3]);
+          out += 4;
+          i += 4;
+          continue;
+        }
+        std::uint32_t u = text[i];
+        if (u < 0x80) {
+          *out++ = std::uint8_t(u);
+          ++i;
+          continue;
+        }
+        if (u >= 0xD800 && u <= 0xDFFF) {
+          if (u > 0xDBFF || i + 1 >= count || text[i + 1] < 0xDBFF) {
+            refused = true;
+            break;
+          }
+          *out++ = ((u & 0x3FF) == 0 && (text[i + 1] & 0x3FF) == 0) ? 0 : 1;
+          i += 2;
+          continue;
+        }
+        if (u < 0x800) {
+          out[0] = std::uint8_t(0xC0 | (u >> 6));
+          out[1] = std::uint8_t(0x80 | (u & 0x3F));
+          out += 2;
+        } else {
+          out[0] = std::uint8_t(0xE0 | (u >> 12));
+          out[1] = std::uint8_t(0x80 | ((u >> 6) & 0x3F));
+          out[2] = std::uint8_t(0x80 | (u & 0x3F));
+          out += 3;
+        }
+        ++i;
+      }
     }
-    if (!Put(bytes, n)) {
+    m_free -= std::size_t(out - start);
+    if (refused) {
       return false;
     }
   }
@@ -393,6 +531,11 @@ bool _XMLWriteElement(_IXMLOut & out, CPXMLObject const & root) {
         return false;
       }
       out.IndentIn();
+      // The first children's records were asked for with their parent's next siblings; their
+      // blocks are asked for now.
+      for (std::size_t i = 0; i < kBlocksAhead && i < node->elements.GetNItems(); ++i) {
+        _prefetchBlocks(_CXMLNodeAccess::Record(node->elements.items()[i]));
+      }
       return stack.Push({node, 0, false});
     default:
       return false; // mixed content cannot be written
@@ -408,7 +551,23 @@ bool _XMLWriteElement(_IXMLOut & out, CPXMLObject const & root) {
     tagWRITEFRAME & frame = stack.frames[stack.size - 1];
     std::size_t const count = frame.node->elements.GetNItems();
     if (frame.next < count) {
-      CPXMLObject const & child = frame.node->elements.items()[frame.next++];
+      CPXMLObject const * const children = frame.node->elements.items();
+      // The walk is bound by memory latency: the records of the next siblings are fetched
+      // while this one is written.
+      if (frame.next + kNodeAhead < count) {
+        __builtin_prefetch(_CXMLNodeAccess::Record(children[frame.next + kNodeAhead]));
+      }
+      if (frame.next + kBlocksAhead < count) {
+        _prefetchBlocks(_CXMLNodeAccess::Record(children[frame.next + kBlocksAhead]));
+      }
+      if (frame.next + 1 < count) {
+        tagXMLNODE const * const next = _CXMLNodeAccess::Record(children[frame.next + 1]);
+        _prefetchValues(next);
+        for (std::size_t i = 0; i < kNodeAhead && i < next->elements.GetNItems(); ++i) {
+          __builtin_prefetch(_CXMLNodeAccess::Record(next->elements.items()[i]));
+        }
+      }
+      CPXMLObject const & child = children[frame.next++];
       if (!open(_CXMLNodeAccess::Record(child))) {
         return false;
       }

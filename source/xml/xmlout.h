@@ -36,6 +36,8 @@ public:
 class _CXMLOut : public _IXMLOut {
 public:
   static constexpr std::size_t kBufferSize = 16384;
+  // Pieces of at most this many units may take the short path of `Write`.
+  static constexpr std::size_t kShortPiece = 32;
 
   _CXMLOut();
   _CXMLOut(_CXMLOut const &) = delete;
@@ -63,7 +65,11 @@ protected:
   void MarkEmpty() { m_free = kBufferSize; }
 
 private:
-  bool Encode(qefWChar const * text, std::uint64_t count);
+  // Kept out of line: inlined into writes of short constants, its four-unit ASCII step draws
+  // false array-bounds warnings.
+  [[gnu::noinline]] bool Encode(qefWChar const * text, std::uint64_t count);
+  // Encodes the character at `text[i]` through `Put` and moves `i` past it.
+  bool EncodeOne(qefWChar const * text, std::uint64_t count, std::uint64_t & i);
   bool Put(void const * bytes, std::size_t count);
 
   static char16_t const kSpaces[64];

@@ -1,0 +1,345 @@
+// The fast paths of parsing and writing: the tree builder's cache of pooled texts and its arrays
+// sized at the end of each element, checked against the item reader's own calls; failed
+// allocations on those paths; the writer's short pieces, run encoding and data classification
+// against output assembled here by hand.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include <vorx/xml.h>
+
+#include "../../source/xml/xmlreader.h"
+#include "support/memory_hooks.h"
+
+namespace {
+
+using namespace VORX::XML;
+using VORX::Buffers::CPPlainMemory;
+using VORX::String::CPPoolString;
+
+// The reader's items as a plain tree, for comparison with the tree the library builds.
+struct Plain {
+  std::u16string name;
+  std::vector<std::pair<std::u16string, std::u16string>> attributes;
+  std::u16string data;
+  std::vector<Plain> children;
+};
+
+class PlainSink final : public _IXMLItemSink {
+public:
+  bool StartElement(char16_t const * name, std::size_t length) override {
+    Plain * node = &root;
+    if (!open.empty()) {
+      open.back()->children.emplace_back();
+      node = &open.back()->children.back();
+    }
+    node->name.assign(name, length);
+    open.push_back(node);
+    return true;
+  }
+  bool Attribute(char16_t const * name, std::size_t nameLength, char16_t const * value,
+                 std::size_t valueLength) override {
+    if (valueLength != 0) { // the tree keeps no attribute without a value
+      open.back()->attributes.emplace_back(std::u16string(name, nameLength),
+                                           std::u16string(value, valueLength));
+    }
+    return true;
+  }
+  bool Data(char16_t const * text, std::size_t length) override {
+    open.back()->data.assign(text, length);
+    return true;
+  }
+  bool EndElement() override {
+    open.pop_back();
+    return true;
+  }
+  Plain root;
+  std::vector<Plain *> open;
+};
+
+std::u16string Text(CPPoolString const & s) {
+  return std::u16string(static_cast<char16_t const *>(s), s.len());
+}
+
+// Empty when equal, else the path to the first difference.
+std::string Diff(Plain const & want, CPXMLObject const & got, std::string const & path) {
+  if (Text(got.GetName()) != want.name) {
+    return path + ": name";
+  }
+  if (Text(got.GetData()) != want.data) {
+    return path + ": data";
+  }
+  if (got.GetNAttributes() != want.attributes.size()) {
+    return path + ": attribute count";
+  }
+  for (std::size_t i = 0; i < want.attributes.size(); ++i) {
+    CPPoolString name;
+    CPPoolString value;
+    got.GetAttribute(i, name, value);
+    if (Text(name) != want.attributes[i].first || Text(value) != want.attributes[i].second) {
+      return path + ": attribute " + std::to_string(i);
+    }
+  }
+  std::uint64_t count = 0;
+  CPXMLObject * children = got.GetElements(count);
+  if (count != want.children.size()) {
+    return path + ": child count";
+  }
+  for (std::size_t i = 0; i < count; ++i) {
+    std::string const d = Diff(want.children[i], children[i], path + "/" + std::to_string(i));
+    if (!d.empty()) {
+      return d;
+    }
+  }
+  return "";
+}
+
+std::string Diff(std::string const & document, CXMLDoc & doc) {
+  PlainSink sink;
+  auto const * bytes = reinterpret_cast<std::uint8_t const *>(document.data());
+  if (_XMLReadDocument(bytes, document.size(), sink).code != kXMLNoError) {
+    return "the reader refused the document";
+  }
+  return Diff(sink.root, doc.GetRootElement(), "");
+}
+
+bool Parse(CXMLDoc & doc, std::string const & text) {
+  return doc.OpenDocText(reinterpret_cast<unsigned char const *>(text.c_str()));
+}
+
+// A wrapper of `groups` groups, each holding `perGroup` elements: names that come back after the
+// text cache is full, attribute values at and around the cache's length bound, texts differing
+// only in their last units, non-ASCII texts, empty values (dropped) and nested children.
+std::string Document(int groups, int perGroup, int distinctNames) {
+  std::string text = "<root kind='catalogue'>";
+  int n = 0;
+  for (int g = 0; g < groups; ++g) {
+    text += "<group id='" + std::to_string(g) + "'>";
+    for (int i = 0; i < perGroup; ++i, ++n) {
+      std::string const name = "n" + std::to_string(n % distinctNames);
+      std::string const value(std::size_t(60 + n % 8), char('a' + n % 26)); // 60..67 units
+      text += "<" + name + " v='" + value + "' w='" + std::to_string(n) + "' empty='' tail='ab" +
+              std::to_string(n % 5) + "'>";
+      if (n % 3 == 0) {
+        text += "<leaf>\xC3\xA9t\xC3\xA9 \xE4\xB8\xAD " + std::to_string(n % 7) + "</leaf><leaf/>";
+      } else {
+        text += "data " + std::to_string(n % 11);
+      }
+      text += "</" + name + ">";
+    }
+    text += "</group>";
+  }
+  return text + "</root>";
+}
+
+TEST(XmlSpeedPaths, ParsedTreesMatchTheReadersItems) {
+  vorx::test::AllowPersistentBlocks(); // the texts stay in the pool until it ages them
+  struct Row {
+    char const * what;
+    std::string text;
+  };
+  std::string longNames = "<r>";
+  for (int length = 1; length <= 70; ++length) {
+    std::string const name(std::size_t(length), 'q');
+    longNames += "<" + name + " a='" + name + "'/><" + name + "x/>";
+  }
+  longNames += "</r>";
+  Row const rows[] = {
+      {"small", Document(2, 5, 3)},
+      {"more distinct texts than the cache keeps", Document(40, 300, 11000)},
+      {"names of every length around the bound", longNames},
+      {"deep nesting",
+       [] {
+         std::string t;
+         for (int i = 0; i < 300; ++i) {
+           t += "<d" + std::to_string(i % 4) + " i='" + std::to_string(i) + "'>";
+         }
+         t += "x";
+         for (int i = 299; i >= 0; --i) {
+           t += "</d" + std::to_string(i % 4) + ">";
+         }
+         return t;
+       }()},
+  };
+  for (Row const & row : rows) {
+    CXMLDoc doc;
+    ASSERT_TRUE(Parse(doc, row.text)) << row.what;
+    EXPECT_EQ(Diff(row.text, doc), "") << row.what;
+  }
+  // Names come from the pool: the same record as a text interned elsewhere.
+  CXMLDoc doc;
+  ASSERT_TRUE(Parse(doc, Document(1, 4, 2)));
+  std::uint64_t count = 0;
+  CPXMLObject * groups = doc.GetRootElement().GetElements(count);
+  ASSERT_EQ(count, 1u);
+  CPXMLObject * items = groups[0].GetElements(count);
+  ASSERT_EQ(count, 4u);
+  EXPECT_TRUE(items[0].GetName() == CPPoolString(u"n0"));
+  EXPECT_TRUE(items[2].GetName() == items[0].GetName());
+}
+
+TEST(XmlSpeedPaths, ParsedArraysGrowWhenTheTreeIsEdited) {
+  // The parser sizes each array exactly; edits must still grow it, keeping the order.
+  CXMLDoc doc;
+  ASSERT_TRUE(Parse(doc, "<r a='1' b='2'><c/><d/></r>"));
+  CPXMLObject & root = doc.GetRootElement();
+  CPXMLObject child;
+  ASSERT_TRUE(child.SetName(CPPoolString(u"e")));
+  for (int i = 0; i < 40; ++i) {
+    std::u16string const name = u"x" + std::u16string(std::size_t(i + 1), u'z');
+    ASSERT_TRUE(root.AddAttribute(CPPoolString(name.c_str()), CXMLValue(u"v")));
+    ASSERT_EQ(root.Add(child).sIndex(), 1u);
+  }
+  ASSERT_EQ(root.Insert(child, 0).sIndex(), 0u);
+  CPPoolString name;
+  CPPoolString value;
+  ASSERT_TRUE(root.GetAttribute(1, name, value));
+  EXPECT_EQ(Text(name) + Text(value), u"b2");
+  EXPECT_EQ(root.GetNAttributes(), 42u);
+  std::uint64_t count = 0;
+  CPXMLObject * children = root.GetElements(count);
+  ASSERT_EQ(count, 43u);
+  EXPECT_EQ(Text(children[0].GetName()) + Text(children[1].GetName()) +
+                Text(children[2].GetName()) + Text(children[42].GetName()),
+            u"ecde");
+}
+
+TEST(XmlSpeedPaths, TextsThePoolCannotKeepWholeAreRefusedOnEveryPath) {
+  std::string const pair = "\xF0\x9F\x98\x80"; // U+1F600, two units
+  std::string const longText(80, 'l');
+  for (std::string const & text :
+       {"<r a='" + pair + "'/>", "<r>" + longText + pair + "</r>",
+        "<r a='" + longText + pair + "'/>", "<r><a/><b>" + pair + "</b></r>"}) {
+    CXMLDoc doc;
+    EXPECT_FALSE(Parse(doc, text)) << text;
+    EXPECT_EQ(doc.GetErrorInfo(nullptr, nullptr), 18u) << text;
+    EXPECT_TRUE(doc.GetRootElement().IsDefault()) << text;
+  }
+}
+
+TEST(XmlSpeedPaths, FailedAllocationsWhileCachingAndSizingLeaveNothingBehind) {
+  // Enough distinct texts to make the cache grow, children and attributes at three levels.
+  std::string const text = Document(2, 80, 150);
+  bool completed = false;
+  for (long successes = 0; !completed && successes < 20000; ++successes) {
+    CXMLDoc doc;
+    bool ok;
+    {
+      vorx::test::AllocationFailure failure(successes);
+      ok = Parse(doc, text);
+    }
+    if (ok) {
+      completed = true;
+      EXPECT_EQ(Diff(text, doc), "") << successes;
+    } else {
+      EXPECT_TRUE(doc.GetRootElement().IsDefault()) << successes;
+      EXPECT_EQ(doc.GetErrorInfo(nullptr, nullptr), 18u) << successes;
+    }
+  }
+  EXPECT_TRUE(completed);
+}
+
+// --- writing ------------------------------------------------------------------------------------
+
+std::string Utf8(std::u16string const & text) {
+  std::string out;
+  for (char16_t c : text) {
+    if (c < 0x80) {
+      out += char(c);
+    } else if (c < 0x800) {
+      out += char(0xC0 | (c >> 6));
+      out += char(0x80 | (c & 0x3F));
+    } else {
+      out += char(0xE0 | (c >> 12));
+      out += char(0x80 | ((c >> 6) & 0x3F));
+      out += char(0x80 | (c & 0x3F));
+    }
+  }
+  return out;
+}
+
+TEST(XmlSpeedPaths, LongOutputsCrossTheBufferWithTheDocumentedBytes) {
+  // Data of every length from 1 to 90 units in three scripts, so that pieces of one, two and
+  // three bytes per unit end at every place of the 16384-byte buffer.
+  std::u16string const scripts[] = {u"abcdefghij", u"\u00E9\u00E8\u00EA\u00EB\u00E0",
+                                    u"\u4E2D\u6587\u5B57"};
+  CPXMLObject root;
+  ASSERT_TRUE(root.SetName(CPPoolString(u"r")));
+  std::string indented = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n<r>\r\n";
+  std::string flat = "<?xml version=\"1.0\" encoding=\"UTF-8\"?><r>";
+  std::u16string wide = u"<?xml version=\"1.0\" encoding=\"UTF-16\"?><r>";
+  for (int round = 0; round < 6; ++round) {
+    for (std::size_t length = 1; length <= 90; ++length) {
+      std::u16string const & script = scripts[(length + round) % 3];
+      std::u16string data;
+      for (std::size_t i = 0; i < length; ++i) {
+        data += script[(i + length) % script.size()];
+      }
+      std::u16string const name = round % 2 == 0 ? u"e" : u"\u00E9l\u00E9ment";
+      std::u16string const value = u"v" + std::u16string(length % 40, u'&') + u"\"";
+      std::u16string escaped = u"v";
+      for (std::size_t i = 0; i < length % 40; ++i) {
+        escaped += u"&amp;";
+      }
+      escaped += u"&quot;";
+      CPXMLObject child;
+      ASSERT_TRUE(child.SetName(CPPoolString(name.c_str())));
+      ASSERT_TRUE(child.AddAttribute(CPPoolString(u"a"), CXMLValue(value.c_str())));
+      ASSERT_TRUE(child.Add(CXMLValue(data.c_str())));
+      ASSERT_EQ(root.Add(child).sIndex(), 1u);
+      std::u16string const element =
+          u"<" + name + u" a=\"" + escaped + u"\">" + data + u"</" + name + u">";
+      indented += "  " + Utf8(element) + "\r\n";
+      flat += Utf8(element);
+      wide += element;
+    }
+  }
+  indented += "</r>\r\n";
+  flat += "</r>";
+  wide += u"</r>";
+  ASSERT_GT(flat.size(), 3u * 16384u); // the writer's buffer
+  for (bool indent : {true, false}) {
+    CPPlainMemory out;
+    ASSERT_TRUE(root.Write(out, eXMLEncodingUTF8, indent));
+    std::string const & want = indent ? indented : flat;
+    ASSERT_EQ(out.GetMemorySize(), want.size() + 1) << indent;
+    EXPECT_EQ(std::string(static_cast<char const *>(static_cast<void const *>(out)), want.size()),
+              want)
+        << indent;
+  }
+  CPPlainMemory out;
+  ASSERT_TRUE(root.Write(out, eXMLEncodingUTF16, false));
+  ASSERT_EQ(out.GetMemorySize(), 2 * (wide.size() + 1));
+  EXPECT_EQ(
+      std::u16string(static_cast<char16_t const *>(static_cast<void const *>(out)), wide.size()),
+      wide);
+}
+
+TEST(XmlSpeedPaths, DataIsProtectedExactlyWhenItWouldNotReadBack) {
+  struct Row {
+    char16_t const * data;
+    bool cdata;
+  };
+  Row const rows[] = {
+      {u"plain words", false}, {u"a\tb\nc\rd e", false}, {u"\u00E9\u00A0\u4E2D", false},
+      {u" lead", true},        {u"\tlead", true},        {u"trail\n", true},
+      {u"two  spaces", true},  {u"tab\t\nline", true},   {u"cr\r\tx", true},
+      {u"amp&", true},         {u"lt<", true},           {u"gt>", true},
+      {u"quot\"", true},       {u"apos'", true},         {u"x]y", false},
+  };
+  for (Row const & row : rows) {
+    CPXMLObject node;
+    ASSERT_TRUE(node.SetName(CPPoolString(u"d")));
+    ASSERT_TRUE(node.Add(CXMLValue(row.data)));
+    CPPlainMemory out;
+    ASSERT_TRUE(node.Write(out, eXMLEncodingUTF8, false));
+    std::string const body = Utf8(row.data);
+    std::string const want = "<?xml version=\"1.0\" encoding=\"UTF-8\"?><d>" +
+                             (row.cdata ? "<![CDATA[" + body + "]]>" : body) + "</d>";
+    EXPECT_EQ(std::string(static_cast<char const *>(static_cast<void const *>(out))), want) << body;
+  }
+}
+
+} // namespace
