@@ -15,6 +15,7 @@
 #include <memory>
 #include <random>
 #include <string>
+#include <string_view>
 #include <tuple>
 #include <type_traits>
 #include <vector>
@@ -117,25 +118,16 @@ template <class F> auto BothPaths(F f) {
   return std::make_pair(portable, f());
 }
 
-// UTF-8 pieces, among them every malformed kind the decoder distinguishes.
+// UTF-8 pieces, among them every malformed kind the decoder distinguishes: U+00E9, U+4E2D,
+// U+1F600 (a pair), an overlong four-byte form (one unit), a value above U+10FFFF (counted, not
+// converted), an encoded surrogate (accepted), the overlong zero; then stray, cut short and
+// never-valid bytes. The first eight are well formed.
 constexpr char const * kUtf8Pieces[] = {
-    "a",
-    "plain ascii text ",
-    "\xC3\xA9",         // U+00E9
-    "\xE4\xB8\xAD",     // U+4E2D
-    "\xF0\x9F\x98\x80", // U+1F600: a pair
-    "\xF0\x80\x80\x80", // overlong four-byte form: one unit
-    "\xF4\x90\x80\x80", // above U+10FFFF: counted, not converted
-    "\xED\xA0\x80",     // an encoded surrogate, accepted
-    "\xC0\x80",         // overlong zero
-    "\x80",
-    "\xC3",
-    "\xE4\xB8",
-    "\xF0\x9F\x98",
-    "\xF5",
-    "\xFF", // stray, cut short, never valid
-};
-static_assert(sizeof(kUtf8Pieces) / sizeof(kUtf8Pieces[0]) == 15);
+    // well formed
+    "a", "plain ascii text ", "\xC3\xA9", "\xE4\xB8\xAD", "\xF0\x9F\x98\x80", "\xF0\x80\x80\x80",
+    "\xF4\x90\x80\x80", "\xED\xA0\x80",
+    // malformed
+    "\xC0\x80", "\x80", "\xC3", "\xE4\xB8", "\xF0\x9F\x98", "\xF5", "\xFF"};
 
 // Text of about `size` bytes: mostly one kind of letter, with a piece from the table dropped
 // at random, often just before a multiple of 64.
@@ -178,59 +170,13 @@ std::u16string RandomWide(std::mt19937 & rng, std::size_t size, bool wellFormed)
         text += run;
       }
     }
-    switch (rng() % (wellFormed ? 3 : 6)) {
-    case 0:
-      text += {0xD87D, 0xDE00};
-      break;
-    case 1:
-      text += {0xD800, 0xDC00};
-      break; // collapses to U+0000
-    case 2:
-      text += {0xDBFF, 0xDBFF};
-      break; // accepted as a pair
-    case 3:
-      text += char16_t{0xDC00};
-      break; // a low half first
-    case 4:
-      text += char16_t{0xD800};
-      break; // a high half alone
-    default:
-      text += {0xD800, u'z'};
-      break;
-    }
+    // A pair, one that collapses to U+0000, DBFF DBFF (accepted as a pair); then a low half
+    // first, a high half alone and a high half before a plain unit.
+    constexpr std::u16string_view kPieces[] = {u"\xD87D\xDE00", u"\xD800\xDC00", u"\xDBFF\xDBFF",
+                                               u"\xDC00",       u"\xD800",       u"\xD800z"};
+    text += kPieces[rng() % (wellFormed ? 3 : 6)];
   }
   return text;
-}
-
-// A copy of `units` at an odd distance from an aligned address, ending its own allocation, so
-// that the address sanitizer sees any read beyond it.
-template <class T> struct Placed {
-  std::unique_ptr<T[]> block;
-  T * at;
-  Placed(std::basic_string<T> const & units, std::size_t offset)
-      : block(new T[offset + units.size()]), at(block.get() + offset) {
-    std::memcpy(at, units.data(), units.size() * sizeof(T));
-  }
-};
-
-struct Result {
-  std::uint64_t returned;
-  std::vector<std::uint64_t> out; // the destination, sentinels included
-  bool operator==(Result const &) const = default;
-};
-
-// One converter call with a destination of `room` units (none when `room` is all ones) that
-// is its own allocation; its contents start as sentinels.
-template <class S, class D, class F>
-Result Convert(F convert, S const * src, std::uint64_t srcMax, std::uint64_t room) {
-  if (room == qefAllOnes) {
-    return {convert(src, srcMax, static_cast<D *>(nullptr), 0), {}};
-  }
-  std::unique_ptr<D[]> dst(new D[room]);
-  std::fill(dst.get(), dst.get() + room, static_cast<D>(0x5A));
-  Result r{convert(src, srcMax, dst.get(), room), {}};
-  r.out.assign(dst.get(), dst.get() + room);
-  return r;
 }
 
 } // namespace
@@ -245,30 +191,37 @@ void ExpectRound(std::basic_string<S> const & text, std::uint64_t srcMax, std::s
                  std::uint64_t growth, Counters counters, Classes classes) {
   Expected<D> const e = Expect(text, srcMax);
   std::uint64_t const full = e.quiet.size() + 1;
-  Placed<S> const src(text, offset);
-  auto const needed = BothPaths([&] { return convert(src.at, srcMax, nullptr, 0); });
+  // The text at an odd distance from an aligned address, ending its own allocation (as does the
+  // destination), so that the address sanitizer sees any access beyond it.
+  std::unique_ptr<S[]> const block(new S[offset + text.size()]); // not null, even when empty
+  S * const at = block.get() + offset;
+  std::copy(text.begin(), text.end(), at);
+  auto const needed = BothPaths([&] { return convert(at, srcMax, nullptr, 0); });
   ASSERT_EQ(needed.first, needed.second);
   std::uint64_t const worst = growth * std::min<std::uint64_t>(srcMax, text.size()) + 1;
   for (std::uint64_t room : {needed.first, needed.first - 1, worst}) {
     if (room == 0) {
       continue;
     }
-    auto const r = BothPaths([&] { return Convert<S, D>(convert, src.at, srcMax, room); });
+    auto const r = BothPaths([&] {
+      std::vector<D> dst(room, D(0x5A)); // sentinels
+      return std::make_pair(convert(at, srcMax, dst.data(), room), dst);
+    });
     ASSERT_EQ(r.first, r.second) << "room " << room;
     if (room >= full) {
-      ASSERT_EQ(r.first.returned, e.fails ? 0 : full) << "room " << room;
+      ASSERT_EQ(r.first.first, e.fails ? 0 : full) << "room " << room;
       if (!e.fails) {
-        ASSERT_EQ(std::basic_string<D>(r.first.out.begin(), r.first.out.begin() + full),
+        ASSERT_EQ(std::basic_string<D>(r.first.second.begin(), r.first.second.begin() + full),
                   e.quiet + D(0));
       }
     }
   }
-  auto counts = BothPaths([&] { return counters(src.at, srcMax); });
+  auto counts = BothPaths([&] { return counters(at, srcMax); });
   ASSERT_EQ(counts.first, counts.second);
   counts.first.insert(counts.first.begin(), needed.first);
   ASSERT_EQ(counts.first, e.counts);
   if (srcMax == qefAllOnes) {
-    auto const whole = BothPaths([&] { return classes(src.at); });
+    auto const whole = BothPaths([&] { return classes(at); });
     ASSERT_EQ(whole.first, whole.second);
     ASSERT_EQ(whole.first, std::make_pair(e.quiet, e.units16));
   }
@@ -358,33 +311,25 @@ TEST(ConvertPaths, WideToUtf8AgreesWithAPlainReadingOnEveryPathDestinationAndBou
 
 // Hand-checked results at the block edges, on both paths.
 TEST(ConvertPaths, KeepsTheDocumentedResultsAtBlockEdges) {
-  struct Row {
-    char const * label;
-    std::size_t at; // where the sequence starts in 128 bytes of 'a'
-    char const * seq;
-    std::uint64_t needed, converted; // UTF8_To_qefWChar with room for the worst case
+  // Where the sequence starts in 128 bytes of 'a', the sequence, then what UTF8_To_qefWChar
+  // answers without and with a destination of room for the worst case.
+  constexpr std::tuple<std::size_t, char const *, std::uint64_t, std::uint64_t> rows[] = {
+      {62, "\xF0\x9F\x98\x80", 127, 127}, // a pair split across the first block edge
+      {63, "\xC3\xA9", 128, 128},         // a two-byte form as the last byte of a block
+      {64, "\x80", 65, 0},                // a stray continuation byte opening the second block
+      {63, "\xE4\xB8", 64, 0},            // a lead byte cut short by the next block's ASCII
+      {61, "\xF4\x90\x80\x80", 127, 0},   // a value above U+10FFFF across the edge
   };
-  constexpr Row rows[] = {
-      {"pair split across the first block edge", 62, "\xF0\x9F\x98\x80", 127, 127},
-      {"three-byte form ending one byte into the next block", 62, "\xE4\xB8\xAD", 127, 127},
-      {"two-byte form as the last byte of a block", 63, "\xC3\xA9", 128, 128},
-      {"stray continuation byte opening the second block", 64, "\x80", 65, 0},
-      {"lead byte cut short by the next block's ASCII", 63, "\xE4\xB8", 64, 0},
-      {"never-valid byte at the end of a block", 63, "\xFF", 64, 0},
-      {"value above U+10FFFF across the edge", 61, "\xF4\x90\x80\x80", 127, 0},
-  };
-  static_assert(sizeof(rows) / sizeof(rows[0]) == 7);
-  for (Row const & row : rows) {
+  for (auto const & [at, seq, needed, converted] : rows) {
     Bytes text(128, 'a');
-    Bytes const seq(reinterpret_cast<unsigned char const *>(row.seq));
-    text.replace(row.at, seq.size(), seq);
+    text.replace(at, std::strlen(seq), B(seq));
     text.push_back(0);
     for (bool vectors : {false, true}) {
       VORX::_useVectorCode(vectors);
       std::vector<qefWChar> dst(text.size());
-      EXPECT_EQ(UTF8_To_qefWChar(text.data(), qefAllOnes, nullptr, 0), row.needed) << row.label;
-      EXPECT_EQ(UTF8_To_qefWChar(text.data(), qefAllOnes, dst.data(), dst.size()), row.converted)
-          << row.label << (vectors ? " (vector path)" : " (portable path)");
+      EXPECT_EQ(UTF8_To_qefWChar(text.data(), qefAllOnes, nullptr, 0), needed) << at << vectors;
+      EXPECT_EQ(UTF8_To_qefWChar(text.data(), qefAllOnes, dst.data(), dst.size()), converted)
+          << at << (vectors ? " (vector path)" : " (portable path)");
     }
   }
   VORX::_useVectorCode(true);

@@ -16,7 +16,6 @@ class AnsiCodePage : public ::testing::Test {
 protected:
   void SetUp() override { m_saved = std::setlocale(LC_ALL, nullptr); }
   void TearDown() override { std::setlocale(LC_ALL, m_saved.c_str()); }
-  bool Use(char const * locale) { return std::setlocale(LC_ALL, locale) != nullptr; }
   std::string m_saved;
 };
 
@@ -34,53 +33,35 @@ std::string ToAnsi(qefWChar const * wide) {
   return std::string(out, n > 0 ? n - 1 : 0);
 }
 
-TEST_F(AnsiCodePage, IsWindows1252InTheCLocale) {
-  ASSERT_TRUE(Use("C"));
-  EXPECT_EQ(ToWide(""), u"");
-  EXPECT_EQ(ToWide("caf\xE9"), u"caf\xE9");       // U+00E9 LATIN SMALL LETTER E WITH ACUTE
-  EXPECT_EQ(ToWide("\x80\x9F"), u"\x20AC\x0178"); // U+20AC EURO SIGN, U+0178 Y WITH DIAERESIS
-  EXPECT_EQ(ToWide("\x81"), u"\x0081");           // undefined 0x81 keeps its value
-  EXPECT_EQ(ToAnsi(u"caf\xE9\x20AC"), "caf\xE9\x80");
-  qefWChar const lone[] = {0x4E2D, 0xDC00, u'b', 0}; // not in the code page; lone surrogate
-  EXPECT_EQ(ToAnsi(lone), "??b");
-}
-
-TEST_F(AnsiCodePage, IsUtf8InCUtf8) {
-  ASSERT_TRUE(Use("C.UTF-8"));
-  EXPECT_EQ(ToWide("caf\xC3\xA9"), u"caf\xE9");
-  EXPECT_EQ(ToWide("a\xFF"
-                   "b"),
-            u"a\xFFFD"
-            u"b"); // invalid byte
-  EXPECT_EQ(ToAnsi(u"caf\xE9\x4E2D"), "caf\xC3\xA9\xE4\xB8\xAD");
+TEST_F(AnsiCodePage, IsWindows1252InTheCLocaleAndUtf8InCUtf8) {
+  ASSERT_TRUE(std::setlocale(LC_ALL, "C"));
+  EXPECT_EQ(ToWide("caf\xE9\x80\x9F"), u"caf\xE9\x20AC\x0178"); // U+20AC EURO SIGN at 0x80
+  EXPECT_EQ(ToWide("\x81"), u"\x0081");                         // undefined 0x81 keeps its value
+  qefWChar const lone[] = {0x4E2D, 0xDC00, 0xE9, 0x20AC, 0};    // not in the code page; lone half
+  EXPECT_EQ(ToAnsi(lone), "??\xE9\x80");
+  ASSERT_TRUE(std::setlocale(LC_ALL, "C.UTF-8"));
+  EXPECT_EQ(ToWide("caf\xC3\xA9\xFF"), u"caf\xE9\xFFFD"); // an invalid byte
+  EXPECT_EQ(ToAnsi(u"\xE9\x4E2D"), "\xC3\xA9\xE4\xB8\xAD");
   EXPECT_EQ(CANSIChar(u"\xE9").len(), 2u);
-  CQEFWChar const w("\xC3\xA9");
-  EXPECT_EQ(w.len(), 2u);
-  EXPECT_EQ(**w, 0xE9);
 }
 
 TEST_F(AnsiCodePage, KeepsItsResultConventionsInEveryLocale) {
   for (char const * locale : {"C", "C.UTF-8"}) {
-    ASSERT_TRUE(Use(locale));
+    ASSERT_TRUE(std::setlocale(LC_ALL, locale));
     SCOPED_TRACE(locale);
     EXPECT_EQ(OS::ANSI_To_qefWChar("abc", qefAllOnes, nullptr, 0), 4u); // size query
     EXPECT_EQ(OS::qefWChar_To_ANSI(u"abc", qefAllOnes, nullptr, 0), 4u);
     qefWChar small[3] = {0x5555, 0x5555, 0x5555};
     char tiny[3];
-    EXPECT_EQ(OS::ANSI_To_qefWChar("abc", 2, small, 3),
-              2u); // an explicit length counts no terminator
+    // An explicit length counts no terminator.
+    EXPECT_EQ(OS::ANSI_To_qefWChar("abc", 2, small, 3), 2u);
     EXPECT_EQ(std::u16string(small, 2), u"ab");
     EXPECT_EQ(OS::qefWChar_To_ANSI(u"abc", 2, tiny, 3), 2u);
-    EXPECT_EQ(std::string(tiny, 2), "ab");
     EXPECT_EQ(OS::ANSI_To_qefWChar("abc", qefAllOnes, small, 3), 0u); // too small
     EXPECT_EQ(OS::qefWChar_To_ANSI(u"abc", qefAllOnes, tiny, 3), 0u);
     EXPECT_EQ(OS::ANSI_To_qefWChar(nullptr, qefAllOnes, small, 3), 0u);
-    EXPECT_EQ(OS::ANSI_To_qefWChar("abc", 0, small, 3), 0u);
     EXPECT_EQ(OS::qefWChar_To_ANSI(nullptr, qefAllOnes, tiny, 3), 0u);
     EXPECT_EQ(CQEFWChar("abc").len(), 4u);
-    CANSIChar const a(u"abc");
-    EXPECT_EQ(a.len(), 3u);
-    EXPECT_STREQ(*a, "abc");
   }
 }
 
