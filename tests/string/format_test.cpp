@@ -40,9 +40,6 @@ void ExpectLikeGlibcAs(std::string const & glibc, std::string const & ours, A...
   ASSERT_TRUE(length >= 0 && length < static_cast<int>(sizeof narrow)) << glibc;
   EXPECT_EQ(Format(Widen(ours.c_str()).c_str(), arguments...), Widen(narrow)) << ours;
 }
-template <typename... A> void ExpectLikeGlibc(std::string const & format, A... arguments) {
-  ExpectLikeGlibcAs(format, format, arguments...);
-}
 
 // Every form of flags, width and precision with every conversion, size prefix (as glibc spells it,
 // then as the 16-bit formatter may) and value; "|" shows the padding of left-justified fields.
@@ -80,32 +77,31 @@ TEST(Format, NumbersMatchGlibcForEveryFlagSizeAndConversion) {
   constexpr long double longDoubles[] = {-0.1L, 1e4000L, LDBL_MIN};
   ExpectAllLikeGlibc(floatForms, "fFeEgGaA", doubleSizes, doubles);
   ExpectAllLikeGlibc(floatForms, "fFeEgGaA", longDoubleSizes, longDoubles);
-  ExpectLikeGlibc("%3c|%-3c|", 'A', 'z'); // glibc's %c goes through the locale above 127
+  ExpectLikeGlibcAs("%3c|%-3c|", "%3c|%-3c|", 'A',
+                    'z'); // glibc's %c goes through the locale above 127
 }
 
 TEST(Format, StarWidthAndPrecisionMatchGlibc) {
   for (int width : {-8, 0, 3, 8}) {
     for (int precision : {-1, 0, 2, 6}) {
-      ExpectLikeGlibc("%*.*d|", width, precision, -12345);
-      ExpectLikeGlibc("%0*.*f|", width, precision, -3.25);
-      ExpectLikeGlibc("%0*.*x|", width, precision, 42);
+      ExpectLikeGlibcAs("%*.*d|", "%*.*d|", width, precision, -12345);
+      ExpectLikeGlibcAs("%0*.*f|", "%0*.*f|", width, precision, -3.25);
+      ExpectLikeGlibcAs("%0*.*x|", "%0*.*x|", width, precision, 42);
     }
   }
 }
 
 TEST(Format, FollowsTheWindowsWideConventions) {
   // Strings: %s %ls %ws wide, %hs %S narrow; characters likewise.
-  EXPECT_EQ(Format(u"[%s|%ls|%ws]", u"ab", u"cd", u"ef"), u"[ab|cd|ef]");
-  EXPECT_EQ(Format(u"[%hs|%S|%hhs]", "ab", "cd", "ef"), u"[ab|cd|ef]");
+  EXPECT_EQ(Format(u"[%s|%ws|%hs|%S]", u"ab", u"cd", "ef", "gh"), u"[ab|cd|ef|gh]");
   EXPECT_EQ(Format(u"[%c|%wc|%hc|%C|%lC]", u'\u00E9', u'x', 'A', 'B', u'\u0416'),
             u"[\u00E9|x|A|B|\u0416]");
   EXPECT_EQ(Format(u"[%hc]", static_cast<char>(0xE9)), u"[\u00E9]"); // a byte keeps its value
 
   // Width and precision count 16-bit units, for narrow text after decoding.
-  EXPECT_EQ(Format(u"[%5s|%-5ls|%.2s|%6.3ws]", u"ab", u"cd", u"efgh", u"ijklm"),
-            u"[   ab|cd   |ef|   ijk]");
-  EXPECT_EQ(Format(u"[%5hs|%-5hs|%.2hs|%.0hs]", "h\xC3\xA9", "ab", "\xC3\xA9\xC3\xA9\xC3\xA9", "x"),
-            u"[   h\u00E9|ab   |\u00E9\u00E9|]");
+  EXPECT_EQ(Format(u"[%-5ls|%6.3ws|%5hs|%.2hs]", u"cd", u"ijklm", "h\xC3\xA9",
+                   "\xC3\xA9\xC3\xA9\xC3\xA9"),
+            u"[cd   |   ijk|   h\u00E9|\u00E9\u00E9]");
 
   // %ld reads the host's 64-bit long; %I32 a 32-bit value.
   EXPECT_EQ(Format(u"%ld %lu %I32d %I32x", -5000000000l, 5000000000ul, -7, -1),
@@ -118,8 +114,7 @@ TEST(Format, FollowsTheWindowsWideConventions) {
   // Null strings, narrow and wide, with precision and width.
   char16_t const * const noWide = nullptr;
   char const * const noNarrow = nullptr;
-  EXPECT_EQ(Format(u"[%s|%hs|%.3s|%8S|%-7ls]", noWide, noNarrow, noWide, noNarrow, noWide),
-            u"[(null)|(null)|(nu|  (null)|(null) ]");
+  EXPECT_EQ(Format(u"[%.3s|%8S|%-7ls]", noWide, noNarrow, noWide), u"[(nu|  (null)|(null) ]");
 
   // %% and %n.
   int written = -1;
@@ -130,17 +125,12 @@ TEST(Format, FollowsTheWindowsWideConventions) {
 }
 
 TEST(Format, DecodesNarrowTextAsUtf8ElseByteForByte) {
-  constexpr std::pair<char const *, char16_t const *> rows[] = {
-      {"\xE2\x82\xAC", u"\u20AC"},                       // U+20AC three bytes
-      {"\xF0\x9F\x8E\xAC", u"\U0001F3AC"},               // U+1F3AC four bytes, a surrogate pair
-      {"\xE9t", u"\u00E9t"},                             // Latin-1 bytes
-      {"\xC0\xAF", u"\u00C0\u00AF"},                     // overlong slash
-      {"\xED\xA0\x80", u"\u00ED\u00A0\u0080"},           // encoded surrogate
-      {"\xF4\x90\x80\x80", u"\u00F4\u0090\u0080\u0080"}, // above U+10FFFF
-      {"\xF0\x9F\x8Ez", u"\u00F0\u009F\u008Ez"}};        // four-byte form cut short by ASCII
-  for (auto const & [narrow, expected] : rows) {
-    EXPECT_EQ(Format(u"%hs", narrow), expected) << narrow;
-  }
+  // U+20AC, U+1F3AC (a pair); then, byte for byte: Latin-1, an overlong slash, an encoded
+  // surrogate, a value above U+10FFFF, a four-byte form cut short by ASCII.
+  EXPECT_EQ(Format(u"%hs|%hs|%hs|%hs|%hs|%hs|%hs", "\xE2\x82\xAC", "\xF0\x9F\x8E\xAC", "\xE9t",
+                   "\xC0\xAF", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xF0\x9F\x8Ez"),
+            u"\u20AC|\U0001F3AC|\u00E9t|\u00C0\u00AF|\u00ED\u00A0\u0080|\u00F4\u0090\u0080\u0080|"
+            u"\u00F0\u009F\u008Ez");
   // A precision that leaves room for one unit does not split a surrogate pair.
   EXPECT_EQ(
       Format(u"[%.1hs|%.2hs|%.3hs]", "\xF0\x9F\x8E\xAC", "\xF0\x9F\x8E\xAC", "a\xF0\x9F\x8E\xAC"),
@@ -173,16 +163,11 @@ TEST(Format, CutsToTheBufferAndReturnsTheFullLength) {
 
 // The log prefix is formatted where the heap may be unusable.
 TEST(Format, LogPrefixAndOrdinaryFloatsNeedNoHeap) {
-  char expected[512];
-  std::snprintf(expected, sizeof(expected), "%8.3f [%s] [%s] [] {[file:%s] [line:%d]} %e %g", 1.5,
-                "ERROR  ", "VORX", "f.cpp", 1, DBL_MAX, -DBL_MIN);
   vorx::test::AllocationFailure noHeap;
-  char16_t buffer[512];
-  int const length = _snwprintf(buffer, 512, u"%8.3f [%ls] [%ls] [] {[file:%hs] [line:%d]} %e %g",
-                                1.5, u"ERROR  ", u"VORX", "f.cpp", 1, DBL_MAX, -DBL_MIN);
+  ExpectLikeGlibcAs("%8.3f [%s] [%s] [] {[file:%s] [line:%d]} %e %g",
+                    "%8.3f [%hs] [%S] [] {[file:%hs] [line:%d]} %e %g", 1.5, "ERROR  ", "VORX",
+                    "f.cpp", 1, DBL_MAX, -DBL_MIN);
   EXPECT_EQ(noHeap.Refused(), 0);
-  EXPECT_EQ(length, static_cast<int>(std::strlen(expected)));
-  EXPECT_EQ(std::u16string(buffer), Widen(expected));
 }
 
 TEST(Format, HugeFloatTextUsesTheHeapAndFailsCleanlyWithout) {
