@@ -2,9 +2,9 @@
 // allocation failure.
 #include <vorx/string.h>
 
-#include <cstring>
 #include <string>
 #include <tuple>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -26,19 +26,14 @@ std::string Str(unsigned char const * p) {
 TEST(StringClasses, RecordLengthsByTheirSourceAndStayEmptyForNull) {
   std::uint32_t const abc32[] = {'a', 'b', 'c', 0};
   std::uint16_t const abc16[] = {'a', 'b', 'c', 0};
-  std::pair<std::uint64_t, std::uint64_t> const rows[] = {
-      {CQEFWChar(u"abc").len(), 4},    // wide: the terminator is counted
-      {CQEFWChar(U8("abc")).len(), 3}, // UTF-8: units written
-      {CQEFWChar("abc").len(), 4},     // ANSI: characters plus one
-      {CQEFWChar(abc16).len(), 3},     // 16-bit units: units copied
-      {CQEFWChar(abc32).len(), 3},     // code points: units written
-      {CQEFWChar(u"").len(), 1},       // empty wide text still counts its terminator
-      {CUTF8Char(u"abc").len(), 3},    // bytes written
-      {CUTF16Char("abc").len(), 3},    {CANSIChar(u"abc").len(), 3}, // without the terminator
-  };
-  for (std::size_t k = 0; k < std::size(rows); ++k) {
-    EXPECT_EQ(rows[k].first, rows[k].second) << "row " << k;
-  }
+  // Wide text counts its terminator (even when empty), UTF-8 the units written, ANSI the
+  // characters plus one, 16-bit units the units copied, code points the units written; the other
+  // classes count no terminator.
+  EXPECT_EQ((std::vector<std::uint64_t>{
+                CQEFWChar(u"abc").len(), CQEFWChar(u"").len(), CQEFWChar(U8("abc")).len(),
+                CQEFWChar("abc").len(), CQEFWChar(abc16).len(), CQEFWChar(abc32).len(),
+                CUTF8Char(u"abc").len(), CUTF16Char("abc").len(), CANSIChar(u"abc").len()}),
+            (std::vector<std::uint64_t>{4, 1, 3, 4, 3, 3, 3, 3, 3}));
   auto const empty = [](auto const & s) { return !s && *s == nullptr && s.len() == 0; };
   EXPECT_TRUE(empty(CQEFWChar(static_cast<qefWChar const *>(nullptr))) &&
               empty(CUTF16Char(static_cast<unsigned char const *>(nullptr))) &&
@@ -106,28 +101,21 @@ TEST(StringClasses, PatchPercentSReplacesAndOverstatesTheLength) {
 TEST(StringClasses, FailedAllocationsLeaveNullBuffersWithoutLeaks) {
   std::uint32_t const utf32[] = {'a', 0};
   std::uint16_t const utf16[] = {'a', 0};
-  {
-    vorx::test::AllocationFailure const refuse;
-    CQEFWChar const wide(u"abc");
-    EXPECT_FALSE(wide);
-    EXPECT_EQ(wide.len(), 4u); // the length is recorded as computed
-    EXPECT_FALSE(CQEFWChar(U8("abc")) || CQEFWChar(utf16) || CQEFWChar("abc") || CQEFWChar(utf32));
-    EXPECT_FALSE(CUTF8Char(u"abc") || CUTF16Char(U8("abc")) || CANSIChar(u"abc"));
-  }
-  {
-    // The temporary wide text is made, the final buffer is not: the temporary is freed.
-    vorx::test::AllocationFailure const refuseSecond(1);
-    EXPECT_FALSE(CUTF8Char("abc"));
-  }
   CQEFWChar s(u"a%sb");
   {
     vorx::test::AllocationFailure const refuse;
+    CQEFWChar const wide(u"abc");
+    EXPECT_TRUE(!wide && wide.len() == 4) << "the length is recorded as computed";
+    EXPECT_FALSE(CQEFWChar(U8("abc")) || CQEFWChar(utf16) || CQEFWChar("abc") || CQEFWChar(utf32));
+    EXPECT_FALSE(CUTF8Char(u"abc") || CUTF16Char(U8("abc")) || CANSIChar(u"abc"));
     s.patch_percent_s_with(u"XY");
-    EXPECT_EQ(std::u16string(*s), u"a%sb");
-    EXPECT_EQ(s.len(), 5u);
+    EXPECT_TRUE(std::u16string(*s) == u"a%sb" && s.len() == 5);
     s = u"other";
-    EXPECT_FALSE(s); // the old buffer is released, the new one could not be made
+    EXPECT_FALSE(s) << "the old buffer is released, the new one could not be made";
   }
+  // The temporary wide text is made, the final buffer is not: the temporary is freed.
+  vorx::test::AllocationFailure const refuseSecond(1);
+  EXPECT_FALSE(CUTF8Char("abc"));
 }
 
 } // namespace
