@@ -1,7 +1,9 @@
-// The owning string buffers: length rules per source, the pair quirks, copies, patching and
-// allocation failure.
+// The owning string buffers (length rules per source, the pair quirks, copies, patching,
+// allocation failure), the ANSI code page (Windows-1252 in the "C" locale, UTF-8 in C.UTF-8), and
+// case mapping, comparison and containment of wide text.
 #include <vorx/string.h>
 
+#include <clocale>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -116,6 +118,127 @@ TEST(StringClasses, FailedAllocationsLeaveNullBuffersWithoutLeaks) {
   // The temporary wide text is made, the final buffer is not: the temporary is freed.
   vorx::test::AllocationFailure const refuseSecond(1);
   EXPECT_FALSE(CUTF8Char("abc"));
+}
+
+// Sets a locale for one test and restores the host's afterwards.
+class AnsiCodePage : public ::testing::Test {
+protected:
+  void SetUp() override { m_saved = std::setlocale(LC_ALL, nullptr); }
+  void TearDown() override { std::setlocale(LC_ALL, m_saved.c_str()); }
+  std::string m_saved;
+};
+
+// Converts up to the terminator, which the result must count; returns the text without it.
+std::u16string ToWide(char const * ansi) {
+  qefWChar out[32];
+  std::uint64_t const n = OS::ANSI_To_qefWChar(ansi, qefAllOnes, out, 32);
+  EXPECT_TRUE(n > 0 && out[n - 1] == 0) << n;
+  return std::u16string(out, n > 0 ? n - 1 : 0);
+}
+std::string ToAnsi(qefWChar const * wide) {
+  char out[32];
+  std::uint64_t const n = OS::qefWChar_To_ANSI(wide, qefAllOnes, out, 32);
+  EXPECT_TRUE(n > 0 && out[n - 1] == 0) << n;
+  return std::string(out, n > 0 ? n - 1 : 0);
+}
+
+TEST_F(AnsiCodePage, IsWindows1252InTheCLocaleAndUtf8InCUtf8) {
+  ASSERT_TRUE(std::setlocale(LC_ALL, "C"));
+  EXPECT_EQ(ToWide("caf\xE9\x80\x9F"), u"caf\xE9\x20AC\x0178"); // U+20AC EURO SIGN at 0x80
+  EXPECT_EQ(ToWide("\x81"), u"\x0081");                         // undefined 0x81 keeps its value
+  qefWChar const lone[] = {0x4E2D, 0xDC00, 0xE9, 0x20AC, 0};    // not in the code page; lone half
+  EXPECT_EQ(ToAnsi(lone), "??\xE9\x80");
+  ASSERT_TRUE(std::setlocale(LC_ALL, "C.UTF-8"));
+  EXPECT_EQ(ToWide("caf\xC3\xA9\xFF"), u"caf\xE9\xFFFD"); // an invalid byte
+  EXPECT_EQ(ToAnsi(u"\xE9\x4E2D"), "\xC3\xA9\xE4\xB8\xAD");
+  EXPECT_EQ(CANSIChar(u"\xE9").len(), 2u);
+}
+
+TEST_F(AnsiCodePage, KeepsItsResultConventionsInEveryLocale) {
+  for (char const * locale : {"C", "C.UTF-8"}) {
+    ASSERT_TRUE(std::setlocale(LC_ALL, locale));
+    SCOPED_TRACE(locale);
+    // The size query; an explicit length counts no terminator.
+    EXPECT_EQ(OS::ANSI_To_qefWChar("abc", qefAllOnes, nullptr, 0), 4u);
+    EXPECT_EQ(OS::qefWChar_To_ANSI(u"abc", qefAllOnes, nullptr, 0), 4u);
+    qefWChar small[3] = {0x5555, 0x5555, 0x5555};
+    char tiny[3];
+    EXPECT_EQ(OS::ANSI_To_qefWChar("abc", 2, small, 3), 2u);
+    EXPECT_EQ(std::u16string(small, 2), u"ab");
+    EXPECT_EQ(OS::qefWChar_To_ANSI(u"abc", 2, tiny, 3), 2u);
+    // Too small a destination, no text.
+    EXPECT_EQ(OS::ANSI_To_qefWChar("abc", qefAllOnes, small, 3), 0u);
+    EXPECT_EQ(OS::qefWChar_To_ANSI(u"abc", qefAllOnes, tiny, 3), 0u);
+    EXPECT_EQ(OS::ANSI_To_qefWChar(nullptr, qefAllOnes, small, 3), 0u);
+    EXPECT_EQ(OS::qefWChar_To_ANSI(nullptr, qefAllOnes, tiny, 3), 0u);
+  }
+}
+
+// Test programs run in the "C" locale, where the C library's own towlower leaves accents alone.
+TEST(WideCase, MapsTheBasicPlaneWhateverTheHostLocale) {
+  qefWChar const rows[][3] = {
+      // unit, lower case, upper case
+      {0x00C9, 0x00E9, 0x00C9}, // U+00C9 LATIN CAPITAL LETTER E WITH ACUTE
+      {0x00DF, 0x00DF, 0x00DF}, // U+00DF LATIN SMALL LETTER SHARP S: no single capital
+      {0x00FF, 0x00FF, 0x0178}, // U+00FF LATIN SMALL LETTER Y WITH DIAERESIS
+      {0xFF21, 0xFF41, 0xFF21}, // U+FF21 FULLWIDTH LATIN CAPITAL LETTER A
+      {0xD800, 0xD800, 0xD800}, // a surrogate unit maps to itself
+  };
+  for (auto const & [c, lower, upper] : rows) {
+    EXPECT_EQ(wctolower(c), lower) << std::hex << int(c);
+    EXPECT_EQ(wctoupper(c), upper) << std::hex << int(c);
+  }
+  char16_t text[] = u"\xC9t\xE9 Abc1";
+  wcslower(text);
+  EXPECT_EQ(std::u16string(text), u"\xE9t\xE9 abc1");
+  wcsupper(text);
+  EXPECT_EQ(std::u16string(text), u"\xC9T\xC9 ABC1");
+}
+
+TEST(WideCompare, DiffersByLowerCasedUnitsWithinASigned32BitBound) {
+  std::tuple<qefWChar const *, qefWChar const *, int> const rows[] = {
+      {u"ABC", u"abd", u'c' - u'd'},   // first difference after lowering
+      {u"\xC9T\xC9", u"\xE9t\xE9", 0}, // accented capitals
+      {u"ab", u"abc", -u'c'},          // shorter first text
+      {nullptr, u"", 1},
+  };
+  for (auto const & [a, b, expected] : rows) {
+    EXPECT_EQ(wcscmpi(a, b), expected) << testing::PrintToString(a) << testing::PrintToString(b);
+  }
+  std::pair<std::uint64_t, int> const bounds[] = {
+      {2, 0},                      // equal within two characters
+      {0x80000000u, 0},            // 2^31 reads as negative: nothing compared
+      {0x100000003u, u'x' - u'y'}, // only the low 32 bits count: three characters
+  };
+  for (auto const & [n, expected] : bounds) {
+    EXPECT_EQ(wcsncmpi(u"ABx", u"aby", n), expected) << std::hex << n;
+  }
+  EXPECT_EQ(wcsncmpi(u"a", nullptr, 1), -1);
+}
+
+TEST(WideContains, FindsNonEmptyNeedlesWithinTheBound) {
+  std::uint64_t const all = ~std::uint64_t{0};
+  qefWChar const * const empty = u"";
+  std::tuple<qefWChar const *, qefWChar const *, std::uint64_t, bool, bool> const rows[] = {
+      // text, needle, bound, found, found ignoring case
+      {u"aab", u"ab", all, true, true}, // after a false start
+      {u"abc", u"", all, false, false}, // an empty needle is never found
+      {empty, empty, all, true, true},  // the same pointer, even empty
+      {u"\xC9T\xC9", u"\xE9t", all, false, true},
+      {u"abcdef", u"cd", 3, false, false}, // crosses the bound
+      {u"ABCDEF", u"cd", 4, false, true},  // ends at the bound
+      {nullptr, u"a", all, false, false},
+  };
+  for (auto const & [s, sub, n, sensitive, insensitive] : rows) {
+    if (n == all) {
+      EXPECT_EQ(wcscnt(s, sub), sensitive) << testing::PrintToString(s);
+      EXPECT_EQ(wcscnti(s, sub), insensitive) << testing::PrintToString(s);
+    }
+    EXPECT_EQ(wcsncnt(s, sub, n), sensitive) << testing::PrintToString(s);
+    EXPECT_EQ(wcsncnti(s, sub, n), insensitive) << testing::PrintToString(s);
+  }
+  EXPECT_EQ(wcscount(u"banana", u'a'), 3u);
+  EXPECT_EQ(wcscount(u"abc", 0), 0u);
 }
 
 } // namespace
