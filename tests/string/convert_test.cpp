@@ -42,17 +42,18 @@ std::u16string W(std::initializer_list<char16_t> units) {
 // The decoders read one character at a time, permissively. (The whole-text converters are
 // strict; their results are swept against a plain reading below.)
 TEST(CharacterDecoders, ReadUtf8AndWideTextPermissively) {
-  // Bytes; decoded, value, advance.
+  // Bytes; decoded, value, advance. U+1F600, the overlong U+0000, an encoded high surrogate and
+  // a value above U+10FFFF decode; a continuation byte or F5 cannot lead; a bad byte leaves the
+  // partial value and the cursor on it; the terminator cuts a character short.
   std::tuple<char const *, bool, std::uint32_t, std::ptrdiff_t> const utf8[] = {
-      {"\xF0\x9F\x98\x80", true, 0x1F600, 4},  // U+1F600, four bytes
-      {"\xC0\x80", true, 0, 2},                // overlong U+0000
-      {"\xED\xA0\x80", true, 0xD800, 3},       // encoded high surrogate
-      {"\xF4\xBF\xBF\xBF", true, 0x13FFFF, 4}, // above U+10FFFF
-      {"\x80", false, 0, 0},                   // continuation byte as lead
-      {"\xF5\x80\x80\x80", false, 0, 0},       // F5 cannot lead
-      {"\xC3\x41", false, 0xC0, 1},            // partial value, left on the bad byte
-      {"\xE2\x82", false, 0x2080, 2},          // cut short by the terminator
-  };
+      {"\xF0\x9F\x98\x80", true, 0x1F600, 4},
+      {"\xC0\x80", true, 0, 2},
+      {"\xED\xA0\x80", true, 0xD800, 3},
+      {"\xF4\xBF\xBF\xBF", true, 0x13FFFF, 4},
+      {"\x80", false, 0, 0},
+      {"\xF5\x80\x80\x80", false, 0, 0},
+      {"\xC3\x41", false, 0xC0, 1},
+      {"\xE2\x82", false, 0x2080, 2}};
   for (auto const & [bytes, ok, cp, advance] : utf8) {
     auto const * p = reinterpret_cast<unsigned char const *>(bytes);
     unsigned char const * cursor = p;
@@ -61,15 +62,13 @@ TEST(CharacterDecoders, ReadUtf8AndWideTextPermissively) {
     EXPECT_EQ(std::make_tuple(result, decoded, cursor - p), std::make_tuple(ok, cp, advance))
         << testing::PrintToString(bytes);
   }
-  // A pair does not combine: 0 when both halves have their ten low bits clear, else 1.
+  // A pair does not combine: 0 when both halves have their ten low bits clear, else 1. DBFF is
+  // accepted as a second half, with no upper bound; a high half before a plain unit or a low half
+  // first is refused.
   std::tuple<std::u16string, bool, std::uint32_t, std::ptrdiff_t> const wide[] = {
-      {W({0xD83D, 0xDE00}), true, 1, 2}, // U+1F600
-      {W({0xD800, 0xDC00}), true, 0, 2},
-      {W({0xDBFF, 0xDBFF}), true, 1, 2}, // DBFF accepted as a second half
-      {W({0xD800, 0xFFFF}), true, 1, 2}, // no upper bound on the second half
-      {W({0xD800, u'A'}), false, 7, 0},
-      {W({0xDC00}), false, 7, 0}, // low surrogate first
-  };
+      {W({0xD83D, 0xDE00}), true, 1, 2}, {W({0xD800, 0xDC00}), true, 0, 2},
+      {W({0xDBFF, 0xDBFF}), true, 1, 2}, {W({0xD800, 0xFFFF}), true, 1, 2},
+      {W({0xD800, u'A'}), false, 7, 0},  {W({0xDC00}), false, 7, 0}};
   for (auto const & [units, ok, cp, advance] : wide) {
     qefWChar const * p = units.c_str();
     std::uint32_t decoded = 7;
@@ -77,17 +76,6 @@ TEST(CharacterDecoders, ReadUtf8AndWideTextPermissively) {
     EXPECT_EQ(std::make_tuple(result, decoded, p - units.c_str()), std::make_tuple(ok, cp, advance))
         << testing::PrintToString(units);
   }
-}
-
-TEST(Converters, WriteNothingIntoADestinationTooSmall) {
-  qefWChar wide[4] = {0x5555};
-  EXPECT_EQ(UTF8_To_qefWChar(B("abcd").c_str(), qefAllOnes, wide, 4), 0u);
-  EXPECT_EQ(wide[0], 0x5555);
-  unsigned char bytes[4] = {0x55};
-  // Three bytes for U+20AC leave no room for the terminator.
-  EXPECT_EQ(qefWChar_To_UTF8(u"\x20AC", qefAllOnes, bytes, 3), 0u);
-  EXPECT_EQ(bytes[0], 0x55);
-  EXPECT_EQ(UTF8_To_qefWChar(nullptr, qefAllOnes, nullptr, 0), 0u);
 }
 
 // Sizes must agree with what the encoders write, apart from the quirks noted.
@@ -103,18 +91,16 @@ TEST(CodePointEncode, WritesUtf8AndUnpairedWideFormsOfTheSizesAnnounced) {
       {0x110000, nullptr, u""},                            // above U+10FFFF: refused
   };
   for (auto const & [cp, utf8, wide] : rows) {
-    SCOPED_TRACE(cp);
     unsigned char bytes[8] = {0};
     unsigned char * b = bytes;
-    EXPECT_EQ(qefW32_utf8(b, cp), utf8 != nullptr);
-    EXPECT_EQ(Bytes(bytes, b), B(utf8 ? utf8 : ""));
-    EXPECT_EQ(UTF8Size(cp), static_cast<std::uint64_t>(b - bytes));
     qefWChar units[4] = {0};
     qefWChar * w = units;
-    EXPECT_EQ(qefW32_qefW(w, cp), utf8 != nullptr);
-    EXPECT_EQ(std::u16string(units, w), wide);
+    EXPECT_TRUE(qefW32_utf8(b, cp) == (utf8 != nullptr) && qefW32_qefW(w, cp) == (utf8 != nullptr));
+    EXPECT_EQ(Bytes(bytes, b), B(utf8 ? utf8 : "")) << cp;
+    EXPECT_EQ(std::u16string(units, w), wide) << cp;
     // 0x110000 is refused, yet its size is given as two units.
-    EXPECT_EQ(UTF16Size(cp), cp == 0x110000 ? 2 : wide.size());
+    EXPECT_EQ(std::make_pair(UTF8Size(cp), UTF16Size(cp)),
+              std::make_pair(std::uint64_t(b - bytes), cp == 0x110000 ? 2 : wide.size()));
   }
 }
 
@@ -175,6 +161,7 @@ TEST(Counters, CountUnitsOfUtf32AndRaw16BitText) {
   EXPECT_EQ(UTF16wstrlen(units, qefAllOnes), 4u);
   EXPECT_EQ(UTF16wstrlen(units, 3), 3u);
   EXPECT_EQ(UTF16wstrlen(nullptr, qefAllOnes), 0u);
+  EXPECT_EQ(UTF8_To_qefWChar(nullptr, qefAllOnes, nullptr, 0), 0u);
 }
 
 // The units, of all 65536, that `accepts` takes.
@@ -363,7 +350,9 @@ void ExpectRound(std::basic_string<S> const & text, std::uint64_t srcMax, std::s
       return std::make_pair(convert(at, srcMax, dst.data(), room), dst);
     });
     ASSERT_EQ(r.first, r.second) << "room " << room;
-    if (room >= full) {
+    if (room < full) { // nothing written
+      ASSERT_EQ(r.first, std::make_pair(std::uint64_t{0}, std::vector<D>(room, D(0x5A))));
+    } else {
       ASSERT_EQ(r.first.first, e.fails ? 0 : full) << "room " << room;
       if (!e.fails) {
         ASSERT_EQ(std::basic_string<D>(r.first.second.begin(), r.first.second.begin() + full),
@@ -462,30 +451,4 @@ TEST(ConvertPaths, WideToUtf8AgreesWithAPlainReadingOnEveryPathDestinationAndBou
                                 std::vector<std::uint16_t>(*units, *units + units.len()));
         });
   }
-}
-
-// Hand-checked results at the block edges, on both paths.
-TEST(ConvertPaths, KeepsTheDocumentedResultsAtBlockEdges) {
-  // Where the sequence starts in 128 bytes of 'a', the sequence, then what UTF8_To_qefWChar
-  // answers without and with a destination of room for the worst case.
-  constexpr std::tuple<std::size_t, char const *, std::uint64_t, std::uint64_t> rows[] = {
-      {62, "\xF0\x9F\x98\x80", 127, 127}, // a pair split across the first block edge
-      {63, "\xC3\xA9", 128, 128},         // a two-byte form as the last byte of a block
-      {64, "\x80", 65, 0},                // a stray continuation byte opening the second block
-      {63, "\xE4\xB8", 64, 0},            // a lead byte cut short by the next block's ASCII
-      {61, "\xF4\x90\x80\x80", 127, 0},   // a value above U+10FFFF across the edge
-  };
-  for (auto const & [at, seq, needed, converted] : rows) {
-    Bytes text(128, 'a');
-    text.replace(at, std::strlen(seq), B(seq));
-    text.push_back(0);
-    for (bool vectors : {false, true}) {
-      VORX::_useVectorCode(vectors);
-      std::vector<qefWChar> dst(text.size());
-      EXPECT_EQ(UTF8_To_qefWChar(text.data(), qefAllOnes, nullptr, 0), needed) << at << vectors;
-      EXPECT_EQ(UTF8_To_qefWChar(text.data(), qefAllOnes, dst.data(), dst.size()), converted)
-          << at << (vectors ? " (vector path)" : " (portable path)");
-    }
-  }
-  VORX::_useVectorCode(true);
 }

@@ -62,26 +62,17 @@ void Work(Vocabulary const & words, std::vector<CPPoolString> const & anchors, u
       ++failures[kNotInterned];
       continue;
     }
-    if ((!held[j].isnull() && !(held[j] == s)) || (!anchors[j].isnull() && !(anchors[j] == s))) {
-      ++failures[kDifferentRecord];
-    }
-    if (s.cmp(words.wide[j].c_str()) != 0 ||
+    failures[kDifferentRecord] +=
+        (!held[j].isnull() && !(held[j] == s)) || (!anchors[j].isnull() && !(anchors[j] == s));
+    failures[kWrongText] +=
+        s.cmp(words.wide[j].c_str()) != 0 ||
         std::strcmp(reinterpret_cast<char const *>(static_cast<unsigned char const *>(s)),
-                    words.utf8[j].c_str()) != 0) {
-      ++failures[kWrongText];
-    }
-    CPPoolString const first = CStringPool::GetStringRefi(words.wide[j ^ 1].c_str());
-    if (!first.iequals(s) && (j / 3 == (j ^ 1) / 3)) {
-      ++failures[kGroupMismatch];
-    }
-    if ((op >> 4) % 2 == 0) {
-      held[j] = s;
-    } else {
-      held[j].free();
-    }
-    if (iteration % 512 == 0 && !CStringPool::Verify()) {
-      ++failures[kVerify];
-    }
+                    words.utf8[j].c_str()) != 0;
+    // The case variants j and j ^ 1 of one word are one group.
+    failures[kGroupMismatch] +=
+        j / 3 == (j ^ 1) / 3 && !CStringPool::GetStringRefi(words.wide[j ^ 1].c_str()).iequals(s);
+    held[j] = (op >> 4) % 2 == 0 ? s : CPPoolString();
+    failures[kVerify] += iteration % 512 == 0 && !CStringPool::Verify();
   }
 }
 

@@ -174,10 +174,7 @@ TEST(Format, LogPrefixAndOrdinaryFloatsNeedNoHeap) {
 }
 
 TEST(Format, HugeFloatTextUsesTheHeapAndFailsCleanlyWithout) {
-  char expected[1024];
-  int const length = std::snprintf(expected, sizeof(expected), "<%.400f>", 1e300);
-  ASSERT_GT(length, 700);
-  EXPECT_EQ(Format(u"<%.400f>", 1e300), Widen(expected));
+  ExpectLikeGlibcAs("<%.400f>", "<%.400f>", 1e300); // over 700 characters
 
   // Without heap the conversion fails: -1, with the text before it kept and terminated.
   vorx::test::AllocationFailure noHeap;
