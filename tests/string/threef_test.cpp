@@ -44,8 +44,6 @@ TEST(ThreeF, EncodesTheDocumentedTextsInTheRoomReserved) {
   // Written out by hand from the group layouts.
   // 3FFF, bytes, text
   std::tuple<bool, Bytes, std::u16string> const rows[] = {
-      {false, {}, u"\x0103"},
-      {false, {0x00}, u"\x0102!!!!"},
       {false, {0xFF, 0xFF}, u"\x0101`\x0014\x0030!"},            // c1 wraps below "!"
       {false, {0x00, 0x0E, 0x00, 0x00}, u"\x0102!\x0001!!!!!!"}, // c1 is U+0001
       {false, {0x12, 0x34, 0x56, 0x78}, u"\x0102\x0033\x0061\x0044\x0036Y\"!!"},
