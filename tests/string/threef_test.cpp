@@ -158,12 +158,6 @@ TEST(ThreeFEncoder, InternsItsTextAtOnce) {
   EXPECT_TRUE(Contents(C3FDecoder(CPPoolString(C3FEncoder(bytes, 3)))).empty());
   EXPECT_TRUE(Contents(C3FDecoder(CPPoolString())).empty());
   EXPECT_EQ(log.Lines().size(), 2u);
-
-  // A large text goes through the pool like a small one.
-  Bytes const large(65536 + 1, 0xA5);
-  CPPoolString const text = C3FEncoder(large.data(), large.size());
-  EXPECT_EQ(text.len(), _3FTextLen(large.size()));
-  EXPECT_EQ(Contents(C3FDecoder(text)), large);
 }
 
 TEST(ThreeF, FailedAllocationGivesEmptyResultsWithoutALogLine) {
