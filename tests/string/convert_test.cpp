@@ -35,10 +35,6 @@ unsigned LeadLength(unsigned b) {
   return b < 0x80 ? 1 : b < 0xC0 ? 0 : b < 0xE0 ? 2 : b < 0xF0 ? 3 : b < 0xF5 ? 4 : 0;
 }
 
-std::u16string W(std::initializer_list<char16_t> units) {
-  return std::u16string(units);
-}
-
 // The decoders read one character at a time, permissively. (The whole-text converters are
 // strict; their results are swept against a plain reading below.)
 TEST(CharacterDecoders, ReadUtf8AndWideTextPermissively) {
@@ -66,9 +62,9 @@ TEST(CharacterDecoders, ReadUtf8AndWideTextPermissively) {
   // accepted as a second half, with no upper bound; a high half before a plain unit or a low half
   // first is refused.
   std::tuple<std::u16string, bool, std::uint32_t, std::ptrdiff_t> const wide[] = {
-      {W({0xD83D, 0xDE00}), true, 1, 2}, {W({0xD800, 0xDC00}), true, 0, 2},
-      {W({0xDBFF, 0xDBFF}), true, 1, 2}, {W({0xD800, 0xFFFF}), true, 1, 2},
-      {W({0xD800, u'A'}), false, 7, 0},  {W({0xDC00}), false, 7, 0}};
+      {std::u16string{0xD83D, 0xDE00}, true, 1, 2}, {std::u16string{0xD800, 0xDC00}, true, 0, 2},
+      {std::u16string{0xDBFF, 0xDBFF}, true, 1, 2}, {std::u16string{0xD800, 0xFFFF}, true, 1, 2},
+      {std::u16string{0xD800, u'A'}, false, 7, 0},  {std::u16string{0xDC00}, false, 7, 0}};
   for (auto const & [units, ok, cp, advance] : wide) {
     qefWChar const * p = units.c_str();
     std::uint32_t decoded = 7;
@@ -82,13 +78,13 @@ TEST(CharacterDecoders, ReadUtf8AndWideTextPermissively) {
 TEST(CodePointEncode, WritesUtf8AndUnpairedWideFormsOfTheSizesAnnounced) {
   // Code point, UTF-8 (null: refused), wide units.
   std::tuple<std::uint32_t, char const *, std::u16string> const rows[] = {
-      {0x7F, "\x7F", u"\x7F"},                             // last one-byte form
-      {0x80, "\xC2\x80", u"\x80"},                         // first two-byte form
-      {0x800, "\xE0\xA0\x80", u"\x800"},                   // first three-byte form
-      {0xD800, "\xED\xA0\x80", W({0xD800})},               // a surrogate value is encoded
-      {0x10000, "\xF0\x90\x80\x80", W({0xD840, 0xDC00})},  // pair without subtracting 0x10000
-      {0x10FFFF, "\xF4\x8F\xBF\xBF", W({0xDC3F, 0xDFFF})}, // U+10FFFF
-      {0x110000, nullptr, u""},                            // above U+10FFFF: refused
+      {0x80, "\xC2\x80", u"\x80"},                      // first two-byte form
+      {0x800, "\xE0\xA0\x80", u"\x800"},                // first three-byte form
+      {0xD800, "\xED\xA0\x80", std::u16string{0xD800}}, // a surrogate value is encoded
+      {0x10000, "\xF0\x90\x80\x80",
+       std::u16string{0xD840, 0xDC00}}, // pair without subtracting 0x10000
+      {0x10FFFF, "\xF4\x8F\xBF\xBF", std::u16string{0xDC3F, 0xDFFF}}, // U+10FFFF
+      {0x110000, nullptr, u""},                                       // above U+10FFFF: refused
   };
   for (auto const & [cp, utf8, wide] : rows) {
     unsigned char bytes[8] = {0};
@@ -110,7 +106,7 @@ TEST(CharacterCodecs, ChainDecodeAndEncodeAndWriteNothingOnFailure) {
   qefWChar wide[3] = {0};
   qefWChar * w = wide;
   EXPECT_TRUE(utf8_qefW(w, s));
-  EXPECT_EQ(std::u16string(wide, w), W({0xD87D, 0xDE00}));
+  EXPECT_EQ(std::u16string(wide, w), (std::u16string{0xD87D, 0xDE00}));
   qefWChar const * ws = wide;
   std::uint16_t unit[2] = {7, 7};
   std::uint16_t * u = unit;
@@ -172,9 +168,8 @@ TEST(CharacterClasses, AcceptOnlyTheirCharacters) {
   EXPECT_EQ(Accepted(_isblank), u" ");
   EXPECT_EQ(Accepted(_iswhitespace), u"\t\n\r "); // not vertical tab or form feed
   EXPECT_EQ(Accepted(_isCRLF), u"\n\r");
-  EXPECT_TRUE(_isUNCW(u"\\\\?\\C:\\x"));
-  EXPECT_FALSE(_isUNCW(u"\\\\.\\pipe")); // the device prefix is another one
-  EXPECT_FALSE(_isUNCW(nullptr));
+  // The device prefix is another one.
+  EXPECT_TRUE(_isUNCW(u"\\\\?\\C:\\x") && !_isUNCW(u"\\\\.\\pipe") && !_isUNCW(nullptr));
 }
 
 // A plain reading of one character, independent of the library's word-at-a-time paths: its

@@ -71,9 +71,7 @@ TEST(ThreeF, RoundTripsEverySizeOrRejectsWholeGroups) {
   std::mt19937 source(3);
   for (std::size_t size = 0; size <= 3000; ++size) {
     Bytes data(size);
-    for (std::uint8_t & b : data) {
-      b = static_cast<std::uint8_t>(source());
-    }
+    std::generate(data.begin(), data.end(), [&] { return static_cast<std::uint8_t>(source()); });
     for (bool const fff : {false, true}) {
       vorx::test::LogCapture log;
       Bytes const back = Decode(fff, Encode(fff, data).c_str());
@@ -164,10 +162,9 @@ TEST(ThreeF, FailedAllocationGivesEmptyResultsWithoutALogLine) {
   std::u16string const text = Encode(true, {1, 2, 3, 4});
   vorx::test::LogCapture log;
   vorx::test::AllocationFailure const refuse;
-  EXPECT_TRUE(Decode(false, u"\x0102!!!!").empty());
-  EXPECT_TRUE(Decode(true, text.c_str()).empty());
+  EXPECT_TRUE(Decode(false, u"\x0102!!!!").empty() && Decode(true, text.c_str()).empty());
   EXPECT_TRUE(log.Lines().empty());
   std::uint8_t const bytes[] = {1, 2};
-  EXPECT_TRUE(CPPoolString(C3FEncoder(bytes, 2)).isnull());
-  EXPECT_TRUE(CPPoolString(C3FFFEncoder(bytes, 2)).isnull());
+  EXPECT_TRUE(CPPoolString(C3FEncoder(bytes, 2)).isnull() &&
+              CPPoolString(C3FFFEncoder(bytes, 2)).isnull());
 }
