@@ -262,7 +262,7 @@ template <class F> auto BothPaths(F f) {
   return std::make_pair(portable, f());
 }
 
-// Wide text as it stands (the UTF-8 form, `B`, is in byte_text.h).
+// Wide text as it stands (the UTF-8 form of `B` is above).
 std::u16string B(char16_t const * text) {
   return text;
 }
