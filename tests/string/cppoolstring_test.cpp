@@ -1,10 +1,12 @@
-// The pooled-string handle: construction, the static records, comparisons, the UTF-8 view and
-// the numbering of names.
+// The pooled-string handle (construction, the static records, comparisons, the UTF-8 view, the
+// numbering of names) and arrays of pooled strings (sorted and unsorted order, Flatten, Inflate,
+// the submitters).
 #include <vorx/string.h>
 
 #include <string>
 #include <thread>
 #include <tuple>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -18,66 +20,41 @@ namespace {
 std::u16string Text(CPPoolString const & s) {
   return std::u16string(static_cast<qefWChar const *>(s));
 }
+std::string Utf8(CPPoolString const & s) {
+  return reinterpret_cast<char const *>(static_cast<unsigned char const *>(s));
+}
 
 TEST(PooledString, ConstructsFromEverySource) {
-  std::tuple<char const *, CPPoolString, std::u16string> const rows[] = {
-      {"int literal", CPPoolString(7), u"7"},
-      {"negative int", CPPoolString(-5), u"-5"},
-      {"unsigned 32", CPPoolString(4294967295u), u"4294967295"},
-      {"signed 32", CPPoolString(std::int32_t{-2147483647 - 1}), u"-2147483648"},
+  std::pair<CPPoolString, std::u16string> const rows[] = {
+      {CPPoolString(-5), u"-5"},
+      {CPPoolString(4294967295u), u"4294967295"},
       // The 64-bit forms keep the low 32 bits only.
-      {"unsigned 64", CPPoolString(std::uint64_t{4294967296}), u"0"},
-      {"signed 64", CPPoolString(std::int64_t{0x1FFFFFFFF}), u"-1"},
-      {"long long", CPPoolString(-3LL), u"-3"},
-      {"unsigned long long", CPPoolString(0x100000005ULL), u"5"},
-      {"ANSI", CPPoolString("plain"), u"plain"},
-      {"UTF-8", CPPoolString(reinterpret_cast<unsigned char const *>("\xC3\xA9t\xC3\xA9")),
-       u"\u00E9t\u00E9"},
-      {"true", CPPoolString(true), u"true"},
-      {"false", CPPoolString(false), u"false"},
+      {CPPoolString(std::int64_t{0x1FFFFFFFF}), u"-1"},
+      {CPPoolString(0x100000005ULL), u"5"},
+      {CPPoolString("plain"), u"plain"}, // ANSI
+      {CPPoolString(reinterpret_cast<unsigned char const *>("\xC3\xA9t")), u"\u00E9t"},
+      {CPPoolString(true), u"true"},
   };
-  for (auto const & [label, s, text] : rows) {
-    EXPECT_EQ(Text(s), text) << label;
+  for (auto const & [s, text] : rows) {
+    EXPECT_EQ(Text(s), text);
   }
-  EXPECT_TRUE(CPPoolString("plain") == CPPoolString(u"plain"));
-  EXPECT_TRUE(CPPoolString(7) == CPPoolString(u"7"));
-  EXPECT_TRUE(CPPoolString("").isempty());
   EXPECT_TRUE(CPPoolString(static_cast<char const *>(nullptr)).isnull());
-
-  CPPoolString s;
-  s = u"assigned";
-  EXPECT_EQ(Text(s), u"assigned");
-  s = std::uint64_t{4294967298};
-  EXPECT_EQ(Text(s), u"2");
-  s = true;
-  EXPECT_TRUE(s == CPPoolString::ptrue);
-  s = reinterpret_cast<unsigned char const *>("u8");
-  EXPECT_EQ(Text(s), u"u8");
 }
 
 TEST(PooledString, StaticRecordsAreDistinctFromThePoolsAndNeverCounted) {
   CPPoolString const none;
   CPPoolString const empty(u"");
-  EXPECT_TRUE(none.isnull() && none == CPPoolString::pnull);
-  EXPECT_TRUE(CPPoolString(static_cast<qefWChar const *>(nullptr)).isnull());
-  EXPECT_FALSE(static_cast<bool>(none));
-  EXPECT_TRUE(empty.isempty() && empty == CPPoolString::pempty);
-  EXPECT_TRUE(static_cast<bool>(empty)) << "the empty string is true";
-  EXPECT_FALSE(empty.isdef() || none.isdef());
-  EXPECT_TRUE(CPPoolString(u"x").isdef());
-  EXPECT_EQ(Text(none), u"");
-  EXPECT_EQ(Text(empty), u"");
+  EXPECT_TRUE(none.isnull() && none == CPPoolString::pnull && !none);
+  EXPECT_TRUE(empty.isempty() && empty == CPPoolString::pempty && empty) << "the empty one is true";
+  EXPECT_FALSE(empty.isdef() || none.isdef() || !CPPoolString(u"x").isdef());
   EXPECT_EQ(none.lockcnt() + empty.lockcnt(), 0u);
-  EXPECT_STREQ(reinterpret_cast<char const *>(static_cast<unsigned char const *>(none)), "");
   // "true" and "false" are static records too: equal in text and hashes to the pool's.
   CPPoolString const interned(u"true");
   EXPECT_FALSE(CPPoolString(true) == interned);
-  EXPECT_TRUE(CStringPool::GetStringRef(u"true") == interned);
-  EXPECT_EQ(CPPoolString(true).cmp(u"true"), 0);
-  EXPECT_EQ(CPPoolString(true).cmp(interned), 0);
-  EXPECT_EQ(CPPoolString::ptrue.sHash(), interned.sHash());
+  EXPECT_TRUE(CStringPool::GetStringRef(u"true") == interned &&
+              CPPoolString(true).cmp(u"true") == 0);
   EXPECT_EQ(CPPoolString::pfalse.sHashi(), CPPoolString(u"FALSE").sHashi());
-  EXPECT_EQ(CPPoolString::pfalse.len() + CPPoolString::pfalse.UTF8Size(), 10u);
+  EXPECT_EQ(Utf8(CPPoolString(false)), "false");
 }
 
 TEST(PooledString, CopiesCountAndTransferDoesNot) {
@@ -87,18 +64,13 @@ TEST(PooledString, CopiesCountAndTransferDoesNot) {
     CPPoolString const b = a;
     EXPECT_EQ(a.lockcnt(), base + 1);
   }
-  EXPECT_EQ(a.lockcnt(), base);
   CPPoolString target(u"replaced");
   target.TransferFrom(a);
-  EXPECT_TRUE(a.isnull());
-  EXPECT_EQ(target.lockcnt(), base);
-  EXPECT_EQ(Text(target), u"counted");
+  EXPECT_TRUE(a.isnull() && target.lockcnt() == base && Text(target) == u"counted");
   CPPoolString moved(std::move(target));
-  EXPECT_TRUE(target.isnull());
-  EXPECT_EQ(moved.lockcnt(), base);
+  EXPECT_TRUE(target.isnull() && moved.lockcnt() == base);
   moved.free();
-  moved.free();
-  EXPECT_TRUE(moved.isnull());
+  moved.free(); // a second free does nothing
 }
 
 int Sign(int value) {
@@ -109,64 +81,36 @@ TEST(PooledString, ComparesWithEitherArgumentForm) {
   CPPoolString const abc(u"abc");
   // `compare` is called with the text, then with its pooled string (whose results need only
   // agree in sign).
-  auto check = [](char const * label, auto compare,
-                  std::initializer_list<std::pair<char16_t const *, int>> cases) {
-    for (auto const & [argument, expected] : cases) {
-      EXPECT_EQ(compare(argument), expected) << label << " " << vorx::test::Narrow(argument);
-      EXPECT_EQ(Sign(compare(CPPoolString(argument))), Sign(expected)) << label << " (pooled)";
-    }
+  auto check = [](auto compare, char16_t const * argument, int expected) {
+    EXPECT_EQ(compare(argument), expected) << vorx::test::Narrow(argument);
+    EXPECT_EQ(Sign(compare(CPPoolString(argument))), Sign(expected)) << "pooled";
   };
-  check("cmp", [&](auto a) { return abc.cmp(a); }, {{u"abc", 0}, {u"abd", -1}, {u"ab", 1}});
-  check("cmpi", [&](auto a) { return abc.cmpi(a); }, {{u"ABC", 0}, {u"ABD", -1}});
-  check("cmpp", [&](auto a) { return abc.cmpp(a); }, {{u"abcd", -1}, {u"ab", 0}, {u"b", -1}});
-  check("cmppi", [&](auto a) { return abc.cmppi(a); }, {{u"AB", 0}});
-  check("cmp_p", [&](auto a) { return abc.cmp_p(a); }, {{u"bc", 0}, {u"zabc", -1}, {u"bb", 1}});
-  check("cmp_pi", [&](auto a) { return abc.cmp_pi(a); }, {{u"BC", 0}});
+  check([&](auto a) { return abc.cmp(a); }, u"ab", 1);
+  check([&](auto a) { return abc.cmpi(a); }, u"ABD", -1);
+  check([&](auto a) { return abc.cmpp(a); }, u"abcd", -1);
+  check([&](auto a) { return abc.cmp_p(a); }, u"zabc", -1);
   qefWChar const * const null = nullptr;
   EXPECT_EQ(abc.cmp(null), 1) << "a null text sorts first";
-  EXPECT_EQ(abc.cmpp(null), -1);
-  EXPECT_TRUE(abc == u"abc");
-  EXPECT_FALSE(abc == null);
-  EXPECT_TRUE(abc != u"abd");
-  EXPECT_TRUE(CPPoolString() == u"");
-  EXPECT_TRUE(abc.cnt(u"bc") && abc.cnt(CPPoolString(u"bc")));
-  EXPECT_FALSE(abc.cnt(u"abcd") || abc.cnt(CPPoolString(u"abcd")));
-  EXPECT_FALSE(abc.cnt(u"")) << "an empty needle is not found";
-  EXPECT_TRUE(abc.cnti(u"BC") && abc.cnti(CPPoolString(u"BC")));
-  EXPECT_FALSE(abc.cnti(u"cb"));
+  EXPECT_TRUE(abc == u"abc" && !(abc == null) && CPPoolString() == u"");
+  EXPECT_TRUE(abc.cnt(u"bc") && abc.cnt(CPPoolString(u"bc")) && abc.cnti(CPPoolString(u"BC")));
+  EXPECT_FALSE(abc.cnt(u"abcd") || abc.cnt(u"")) << "an empty needle is not found";
   CPPoolString const other(u"zzz");
-  EXPECT_EQ(abc.pcmp(other), -other.pcmp(abc));
-  EXPECT_NE(abc.pcmp(other), 0);
-  EXPECT_EQ(abc.pcmp(CPPoolString(u"abc")), 0);
+  EXPECT_TRUE(abc.pcmp(other) == -other.pcmp(abc) && abc.pcmp(other) != 0);
 }
 
-TEST(PooledString, EqualsIgnoringCase) {
-  std::tuple<char16_t const *, char16_t const *, bool> const rows[] = {
-      {u"Abc", u"aBC", true},
-      {u"\u00C9t\u00C9", u"\u00E9T\u00E9", true}, // U+00C9 LATIN CAPITAL LETTER E WITH ACUTE
-      {u"abc", u"abcd", false},
-      {u"abc", u"abd", false},
-      {u"", u"", true},
-  };
-  for (auto const & [a, b, expected] : rows) {
-    EXPECT_EQ(CPPoolString(a).iequals(CPPoolString(b)), expected);
-    EXPECT_EQ(CPPoolString(b).iequals(CPPoolString(a)), expected);
-  }
-  EXPECT_TRUE(CPPoolString().iequals(CPPoolString()));
+TEST(PooledString, EqualsIgnoringCaseAndNumbersTheNextNameOfASeries) {
+  // U+00C9 LATIN CAPITAL LETTER E WITH ACUTE
+  EXPECT_TRUE(CPPoolString(u"\u00C9t\u00C9").iequals(CPPoolString(u"\u00E9T\u00E9")));
+  EXPECT_FALSE(CPPoolString(u"abcd").iequals(CPPoolString(u"abc")));
   EXPECT_FALSE(CPPoolString().iequals(CPPoolString(u""))) << "null and empty differ";
-}
 
-TEST(PooledString, NumbersTheNextNameOfASeries) {
   std::pair<char16_t const *, char16_t const *> const rows[] = {
-      {u"Take", u"Take (2)"},    {u"Take (2)", u"Take (3)"},
-      {u"Take(9)", u"Take(10)"}, {u"(7)", u"(8)"},
-      {u"a(x)", u"a(x) (2)"},    {u"x(99)", u"x(100)"},
-      {u"()", u"() (2)"},        {u"", u" (2)"},
-      {u"a)", u"a) (2)"},        {u"n(007)", u"n(8)"},
-      {u"(4294967295)", u"(0)"},
+      {u"Take", u"Take (2)"}, {u"Take(9)", u"Take(10)"}, {u"(7)", u"(8)"},
+      {u"a(x)", u"a(x) (2)"}, {u"()", u"() (2)"},        {u"", u" (2)"},
+      {u"a)", u"a) (2)"},     {u"n(007)", u"n(8)"},      {u"(4294967295)", u"(0)"},
   };
   for (auto const & [text, next] : rows) {
-    EXPECT_EQ(Text(CPPoolString(text).inc()), next) << vorx::test::LiveBlocks();
+    EXPECT_EQ(Text(CPPoolString(text).inc()), next);
   }
   EXPECT_TRUE(CPPoolString().inc().isnull());
 }
@@ -174,39 +118,120 @@ TEST(PooledString, NumbersTheNextNameOfASeries) {
 TEST(PooledString, MakesItsUTF8FormOnceForAllHandles) {
   CPPoolString const s(u"\u00E9t\u00E9-utf8");
   long const before = vorx::test::LiveBlocks();
-  unsigned char const * first = s;
-  EXPECT_STREQ(reinterpret_cast<char const *>(first), "\xC3\xA9t\xC3\xA9-utf8");
-  EXPECT_EQ(vorx::test::LiveBlocks(), before + 1);
+  EXPECT_EQ(Utf8(s), "\xC3\xA9t\xC3\xA9-utf8");
   CPPoolString const copy = s;
-  EXPECT_EQ(static_cast<unsigned char const *>(copy), first);
+  EXPECT_EQ(static_cast<unsigned char const *>(copy), static_cast<unsigned char const *>(s));
   EXPECT_EQ(vorx::test::LiveBlocks(), before + 1);
-  EXPECT_STREQ(
-      reinterpret_cast<char const *>(static_cast<unsigned char const *>(CPPoolString(false))),
-      "false");
 
   // Racing threads all end up with the one installed copy.
   CPPoolString const raced(u"raced-utf8");
-  unsigned char const * seen[4] = {};
-  std::thread threads[4];
-  for (int i = 0; i < 4; ++i) {
-    threads[i] = std::thread([&, i] { seen[i] = raced; });
-  }
-  for (std::thread & t : threads) {
-    t.join();
-  }
-  for (unsigned char const * p : seen) {
-    EXPECT_EQ(p, static_cast<unsigned char const *>(raced));
-  }
+  unsigned char const * seen[2] = {};
+  std::thread other([&] { seen[1] = raced; });
+  seen[0] = raced;
+  other.join();
+  EXPECT_EQ(seen[0], seen[1]);
 
   CPPoolString const starved(u"starved-utf8");
-  long const blocks = vorx::test::LiveBlocks();
   {
     vorx::test::AllocationFailure failure;
-    EXPECT_STREQ(reinterpret_cast<char const *>(static_cast<unsigned char const *>(starved)), "");
+    EXPECT_EQ(Utf8(starved), "");
   }
-  EXPECT_EQ(vorx::test::LiveBlocks(), blocks);
-  EXPECT_STREQ(reinterpret_cast<char const *>(static_cast<unsigned char const *>(starved)),
-               "starved-utf8");
+  EXPECT_EQ(Utf8(starved), "starved-utf8"); // and the leak check sees nothing left behind
+}
+
+using Texts = std::vector<std::u16string>;
+
+// The elements as texts, "<null>" for a null element.
+Texts Items(CPPoolStringArray const & array) {
+  Texts items;
+  for (std::uint64_t i = 0; i < array.GetNItems(); ++i) {
+    items.push_back(array[i].isnull() ? u"<null>" : std::u16string(array[i]));
+  }
+  return items;
+}
+
+// An array of the given texts, added in order.
+CPPoolStringArray Of(bool sorted, Texts const & texts) {
+  CPPoolStringArray array(sorted);
+  for (std::u16string const & text : texts) {
+    array.Add(CPPoolString(text.c_str()));
+  }
+  return array;
+}
+
+TEST(StringArray, SortedArraysKeepOneOfEachInOrder) {
+  CPPoolStringArray sorted = Of(true, {u"pear", u"apple", u"pear", u"fig"});
+  CPPoolStringArray unsorted = Of(false, {u"pear", u"apple", u"pear", u"fig"});
+  EXPECT_EQ(Items(sorted), (Texts{u"apple", u"fig", u"pear"}));
+  EXPECT_EQ(sorted.LocateEntry(CPPoolString(u"grape")), 2u) << "where it would go";
+  EXPECT_EQ(unsorted.LocateEntry(CPPoolString(u"fig")), ~std::uint64_t{0});
+
+  EXPECT_FALSE(sorted.Insert(CPPoolString(u"kiwi"), 0) || unsorted.Delete(CPPoolString(u"pear")));
+  EXPECT_TRUE(unsorted.Insert(CPPoolString(u"kiwi"), 1) &&
+              unsorted.Insert(CPPoolString(u"last"), 99));
+  EXPECT_TRUE(sorted.Delete(CPPoolString(u"fig")) && sorted.Delete(CPPoolString(u"absent")));
+  EXPECT_EQ(Items(sorted), (Texts{u"apple", u"pear"}));
+  // Equal text but another record: "true" of the static record and of the pool.
+  EXPECT_TRUE(sorted.Add(CPPoolString(true)) && sorted.Add(CPPoolString(u"true")) &&
+              sorted.GetNItems() == 4);
+  unsorted.Sort();
+  EXPECT_EQ(Items(unsorted), (Texts{u"apple", u"fig", u"kiwi", u"last", u"pear", u"pear"}));
+  EXPECT_TRUE(unsorted[99].isnull());
+}
+
+TEST(StringArray, FlattensWithASeparatorAndInflatesWithNullsForEmptyPiecesButNoneAtTheEnd) {
+  EXPECT_TRUE(CPPoolStringArray(false).Flatten(u';').isnull());
+  CPPoolStringArray array = Of(false, {u"a", u"b", u"c"});
+  CPPoolString const joined = array.Flatten(u';');
+  EXPECT_TRUE(joined == CStringPool::QueryStringRef(u"a;b;c") && !joined.isnull());
+  array.Insert(CPPoolString(), 1);
+  EXPECT_EQ(std::u16string(array.Flatten(u',')), u"a,,b,c");
+  // A pair counts as one character: the joined text keeps one unit less per pair.
+  EXPECT_EQ(std::u16string(Of(false, {u"x\U0001F600y", u"z"}).Flatten(u';')), u"x\U0001F600;");
+
+  std::tuple<char16_t const *, bool, Texts> const rows[] = {
+      // text (null: the null string)
+      {u",a,,b,", false, {u"<null>", u"a", u"<null>", u"b"}},
+      {u",,", true, {u"<null>"}},
+      {nullptr, false, {}}};
+  for (auto const & [text, sorted, expected] : rows) {
+    CPPoolStringArray inflated = Of(sorted, {u"old"}); // replaced
+    EXPECT_TRUE(inflated.Inflate(CPPoolString(text), u','));
+    EXPECT_EQ(Items(inflated), expected) << vorx::test::Narrow(text ? text : u"<null>");
+  }
+}
+
+TEST(StringArray, AFailedAllocationAnswersFalseAndLeaksNothing) {
+  CPPoolString const text(u"p,q,r");
+  CPPoolString const item(u"item");
+  for (long successes = 0; successes < 12; ++successes) {
+    long const blocks = vorx::test::LiveBlocks();
+    {
+      CPPoolStringArray array(false);
+      vorx::test::AllocationFailure failure(successes);
+      bool const added = array.Add(item);
+      bool const inflated = array.Inflate(text, u',');
+      CPPoolString const flat = array.Flatten(u'+');
+      EXPECT_TRUE(added || array.GetNItems() == 0) << successes;
+      EXPECT_TRUE(!inflated || Items(array) == (Texts{u"p", u"q", u"r"})) << successes;
+      EXPECT_TRUE(flat.isnull() || !inflated || std::u16string(flat) == u"p+q+r") << successes;
+      EXPECT_TRUE(CStringPool::Verify());
+    }
+    CStringPool::Collect(0xFFFFFFFFu);
+    CStringPool::Collect(0xFFFFFFFFu);
+    EXPECT_EQ(vorx::test::LiveBlocks(), blocks) << successes;
+  }
+}
+
+TEST(StringArray, SubmittersWriteWhatTheyMeasure) {
+  CPPoolString const items[] = {CPPoolString(u"ab"), CPPoolString(), CPPoolString(u"c")};
+  CStringArraySubmitter joined(items, 3, u'|');
+  ASSERT_EQ(joined.GetStringLen(), 5u);
+  qefWChar out[8] = {u'#', u'#', u'#', u'#', u'#', u'#', u'#', u'#'};
+  EXPECT_TRUE(joined.GetString(out));
+  EXPECT_EQ(std::u16string(out), u"ab||c");
+  CSubStringSubmitter piece(u"abcdef", 3);
+  EXPECT_TRUE(CStringPool::GetStringRef(&piece) == CPPoolString(u"abc"));
 }
 
 } // namespace

@@ -2,7 +2,6 @@
 // integrity checks and allocation failure.
 #include <vorx/core.h>
 #include <vorx/string.h>
-#include <vorx/threading.h>
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -11,7 +10,7 @@
 #include <cstdlib>
 #include <map>
 #include <string>
-#include <thread>
+#include <tuple>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -37,15 +36,13 @@ bool Collect() {
 // feeds its low byte, then its high byte.
 std::uint64_t Crc64Bitwise(std::u16string const & units) {
   std::uint64_t crc = 0;
-  auto feed = [&crc](unsigned byte) {
-    crc ^= std::uint64_t{byte} << 56;
-    for (int bit = 0; bit < 8; ++bit) {
-      crc = (crc & (std::uint64_t{1} << 63)) ? (crc << 1) ^ 0x42F0E1EBA9EA3693u : crc << 1;
-    }
-  };
   for (char16_t u : units) {
-    feed(u & 0xFFu);
-    feed(u >> 8);
+    for (unsigned byte : {u & 0xFFu, unsigned{u} >> 8}) {
+      crc ^= std::uint64_t{byte} << 56;
+      for (int bit = 0; bit < 8; ++bit) {
+        crc = (crc & (std::uint64_t{1} << 63)) ? (crc << 1) ^ 0x42F0E1EBA9EA3693u : crc << 1;
+      }
+    }
   }
   return crc;
 }
@@ -62,102 +59,38 @@ std::u16string Ascii(std::size_t length, std::size_t step) {
 // Interned during the static initialisation of the test program, before any `AppInit`.
 CPPoolString const g_internedAtLoad(u"interned-at-load");
 
-TEST(StringPool, EverySourceOfOneTextGivesOneRecord) {
-  EXPECT_TRUE(CStringPool::QueryStringRef(u"interned-at-load") == g_internedAtLoad);
-  EXPECT_TRUE(g_internedAtLoad.Verify());
-  CPPoolString const a = CStringPool::GetStringRef(u"pool-once");
-  long const blocks = vorx::test::LiveBlocks();
-  std::uint16_t const units[] = {'p', 'o', 'o', 'l', '-', 'o', 'n', 'c', 'e', 'X'};
-  CPPoolString const same[] = {
-      CStringPool::GetStringRef(u"pool-once"),
-      CStringPool::GetStringRef(U8("pool-once")),
-      CStringPool::GetStringRefn(u"pool-onceXYZ", 9),
-      CStringPool::GetStringRefn(U8("pool-onceXYZ"), 9),
-      CStringPool::GetStringRefn(units, 9),
-      CStringPool::GetStringRefi(u"POOL-ONCE"),
-      CStringPool::GetStringRefni(U8("Pool-OnceXYZ"), 9),
-      CStringPool::QueryStringRef(u"pool-once"),
-      CStringPool::QueryStringRefn(U8("pool-once!"), 9),
-      CStringPool::QueryStringRefi(U8("POOL-once")),
-      CStringPool::QueryStringRefni(u"POOL-ONCE!!", 9),
-  };
-  for (std::size_t i = 0; i < std::size(same); ++i) {
-    EXPECT_TRUE(same[i] == a) << "source " << i;
-  }
-  EXPECT_EQ(vorx::test::LiveBlocks(), blocks) << "nothing is created for a known text";
-  EXPECT_EQ(std::u16string(a), u"pool-once");
-  EXPECT_EQ(a.len(), 9u);
-  EXPECT_EQ(a.UTF8Size(), 9u);
-  EXPECT_EQ(a.sHash(), Crc64Bitwise(u"pool-once"));
-  EXPECT_EQ(a.sHashi(), Crc64Bitwise(u"pool-once"));
-}
-
 TEST(StringPool, NullAndEmptySourcesGiveTheStaticRecords) {
   std::uint64_t const records = CStringPool::GetNItems();
-  qefWChar const * const noText = nullptr;
-  unsigned char const * const noUTF8 = nullptr;
-  std::uint16_t const * const noUnits = nullptr;
   std::uint16_t const emptyUnits[] = {0};
-  CPPoolString const nulls[] = {
-      CStringPool::GetStringRef(noText),
-      CStringPool::GetStringRef(noUTF8),
-      CStringPool::GetStringRefn(noUnits, 5),
-      CStringPool::GetStringRefi(noText),
-      CStringPool::QueryStringRef(noText),
-      CStringPool::QueryStringRefi(noUTF8),
-      CStringPool::QueryStringRef(u"never-interned-text"),
-      CStringPool::QueryStringRefi(U8("NEVER-interned-text")),
-      CStringPool::GetStringRef(static_cast<IStringSubmitter *>(nullptr)),
-  };
-  for (std::size_t i = 0; i < std::size(nulls); ++i) {
-    EXPECT_TRUE(nulls[i].isnull()) << "source " << i;
-  }
-  CPPoolString const empties[] = {
-      CStringPool::GetStringRef(u""),
-      CStringPool::GetStringRef(U8("")),
-      CStringPool::GetStringRefn(emptyUnits, 5),
-      CStringPool::QueryStringRef(u""),
-      CStringPool::QueryStringRefi(U8("")),
-      CStringPool::GetStringRefn(u"abc", 0),
-      CStringPool::GetStringRefni(U8("abc"), 0),
-  };
-  for (std::size_t i = 0; i < std::size(empties); ++i) {
-    EXPECT_TRUE(empties[i].isempty()) << "source " << i;
-  }
+  EXPECT_TRUE(CStringPool::GetStringRefn(static_cast<std::uint16_t const *>(nullptr), 5).isnull());
+  EXPECT_TRUE(CStringPool::QueryStringRef(u"never-interned-text").isnull());
+  EXPECT_TRUE(CStringPool::GetStringRef(static_cast<IStringSubmitter *>(nullptr)).isnull());
+  EXPECT_TRUE(CStringPool::GetStringRef(U8("")).isempty());
+  EXPECT_TRUE(CStringPool::GetStringRefn(emptyUnits, 5).isempty());
   EXPECT_EQ(CStringPool::GetNItems(), records);
-  EXPECT_EQ(CPPoolString::pnull.sHash(), ~std::uint64_t{0});
-  EXPECT_EQ(CPPoolString::pempty.sHashi(), 0u);
+  EXPECT_TRUE(CPPoolString::pnull.sHash() == ~std::uint64_t{0} &&
+              CPPoolString::pempty.sHashi() == 0);
 }
 
 TEST(StringPool, MeasuresCharactersWithThePairRuleAndUTF8Apart) {
-  struct Row {
-    char const * label;
-    CPPoolString s;
-    std::u16string stored; // the units the record keeps
-    std::u16string hashed; // the characters fed to the hash
-    std::uint64_t length, utf8Size;
-  };
-  Row const rows[] = {
-      // U+00E9 LATIN SMALL LETTER E WITH ACUTE, U+20AC EURO SIGN
-      {"2 and 3 UTF-8 bytes", CPPoolString(u"\u00E9\u20AC"), u"\u00E9\u20AC", u"\u00E9\u20AC", 2,
-       5},
-      // U+1F600 as a pair: one character (its value collapses to 1) and only three units kept
-      {"wide pair", CPPoolString(u"a\U0001F600b"), u"a\xD83D\xDE00", u"a\x0001\x0062", 3, 3},
-      // U+1F600 from UTF-8: two units 0xD87D 0xDE00 (no subtraction), low 16 bits hashed
-      {"UTF-8 beyond the plane", CPPoolString(U8("a\xF0\x9F\x98\x80")), u"a\xD87D\xDE00",
-       u"a\xF600", 3, 5},
-  };
-  for (Row const & row : rows) {
-    SCOPED_TRACE(row.label);
-    EXPECT_EQ(std::u16string(row.s), row.stored);
-    EXPECT_EQ(row.s.len(), row.length);
-    EXPECT_EQ(row.s.UTF8Size(), row.utf8Size);
-    EXPECT_EQ(row.s.sHash(), Crc64Bitwise(row.hashed));
+  // The string, the units the record keeps, the characters fed to the hash, length, UTF-8 size.
+  std::tuple<CPPoolString, std::u16string, std::u16string, std::uint64_t, std::uint64_t> const
+      rows[] = {
+          // U+00E9 LATIN SMALL LETTER E WITH ACUTE, U+20AC EURO SIGN: 2 and 3 UTF-8 bytes
+          {CPPoolString(u"\u00E9\u20AC"), u"\u00E9\u20AC", u"\u00E9\u20AC", 2, 5},
+          // U+1F600 as a pair: one character (its value collapses to 1) and only three units kept
+          {CPPoolString(u"a\U0001F600b"), u"a\xD83D\xDE00", u"a\x0001\x0062", 3, 3},
+          // U+1F600 from UTF-8: two units 0xD87D 0xDE00 (no subtraction), low 16 bits hashed
+          {CPPoolString(U8("a\xF0\x9F\x98\x80")), u"a\xD87D\xDE00", u"a\xF600", 3, 5},
+      };
+  for (auto const & [s, stored, hashed, length, utf8Size] : rows) {
+    EXPECT_EQ(std::u16string(s), stored);
+    EXPECT_EQ(std::make_pair(s.len(), s.UTF8Size()), std::make_pair(length, utf8Size)) << length;
+    EXPECT_EQ(s.sHash(), Crc64Bitwise(hashed)) << length;
   }
   EXPECT_EQ(CPPoolString(u"AbC\u00C9").sHashi(), Crc64Bitwise(u"abc\u00E9"));
   // A lone surrogate cannot be measured; a pair cut by the count leaves the text before it.
   EXPECT_TRUE(CStringPool::GetStringRef(u"a\xDC00").isnull());
-  EXPECT_TRUE(CStringPool::GetStringRef(u"a\xD800z").isnull());
   EXPECT_TRUE(CStringPool::GetStringRefn(u"ab\xD83D\xDE00", 3) == CPPoolString(u"ab"));
   EXPECT_TRUE(CStringPool::GetStringRef(U8("a\xC3")).isnull());            // cut sequence
   EXPECT_TRUE(CStringPool::GetStringRef(U8("\xF4\x90\x80\x80")).isnull()); // above U+10FFFF
@@ -166,61 +99,66 @@ TEST(StringPool, MeasuresCharactersWithThePairRuleAndUTF8Apart) {
 
 // Texts of ASCII alone take shorter ways (hashed where they lie; UTF-8 widened on the stack up
 // to a bound); every length around the CRC's 8-, 16-, 32- and 64-byte steps and the UTF-8 bound
-// must hash as the definition and give one record from every source.
+// must hash as the definition and give one record from every source, creating nothing more.
 TEST(StringPool, AsciiTextsOfEveryLengthHashAsTheDefinitionFromEverySource) {
+  EXPECT_TRUE(CStringPool::QueryStringRef(u"interned-at-load") == g_internedAtLoad);
   for (std::size_t length = 1; length <= 200; ++length) {
     SCOPED_TRACE(length);
     std::u16string text;
     std::u16string lowered;
-    std::string utf8;
     for (std::size_t i = 0; i < length; ++i) {
       // Upper case only in some texts, so both the shared and the separate lowered hash run.
       char const c = length % 3 == 0 && i % 4 == 1 ? static_cast<char>('A' + i % 26)
                                                    : static_cast<char>('a' + (i * 7 + length) % 26);
       text += static_cast<char16_t>(c);
       lowered += static_cast<char16_t>(c >= 'A' && c <= 'Z' ? c + 32 : c);
-      utf8 += c;
     }
+    std::string const utf8(text.begin(), text.end());
     std::vector<std::uint16_t> units(text.begin(), text.end());
     std::u16string const longer = text + u"XYZ";
     std::string const longerUTF8 = utf8 + "\xC3\xA9"; // a non-ASCII character past the count
     CPPoolString const s = CStringPool::GetStringRef(text.c_str());
-    EXPECT_EQ(s.len(), length);
-    EXPECT_EQ(s.UTF8Size(), length);
+    EXPECT_EQ(std::make_pair(s.len(), s.UTF8Size()), std::make_pair(length, length));
     EXPECT_EQ(s.sHash(), Crc64Bitwise(text));
     EXPECT_EQ(s.sHashi(), Crc64Bitwise(lowered));
-    EXPECT_TRUE(CStringPool::GetStringRef(U8(utf8.c_str())) == s);
-    EXPECT_TRUE(CStringPool::GetStringRefn(U8(longerUTF8.c_str()), length) == s);
-    EXPECT_TRUE(CStringPool::GetStringRefn(longer.c_str(), length) == s);
-    EXPECT_TRUE(CStringPool::GetStringRefn(units.data(), length) == s);
-    EXPECT_TRUE(CStringPool::QueryStringRefi(lowered.c_str()) == s);
-    EXPECT_TRUE(s.Verify());
+    long const blocks = vorx::test::LiveBlocks();
+    CPPoolString const same[] = {
+        CStringPool::GetStringRef(U8(utf8.c_str())),
+        CStringPool::GetStringRefn(U8(longerUTF8.c_str()), length),
+        CStringPool::GetStringRefn(longer.c_str(), length),
+        CStringPool::GetStringRefn(units.data(), length),
+        CStringPool::GetStringRefi(lowered.c_str()),
+        CStringPool::GetStringRefni(U8(longerUTF8.c_str()), length),
+        CStringPool::QueryStringRefi(lowered.c_str()),
+        CStringPool::QueryStringRefni(longer.c_str(), length),
+    };
+    for (std::size_t i = 0; i < std::size(same); ++i) {
+      EXPECT_TRUE(same[i] == s) << "source " << i;
+    }
+    EXPECT_EQ(vorx::test::LiveBlocks(), blocks) << "nothing is created for a known text";
   }
 }
 
 // The scan of an ASCII text may look at whole aligned blocks around it: zeros and non-ASCII
 // characters just before its start or just after its end (or its count) change nothing.
 TEST(StringPool, WhatLiesAroundATextDoesNotChangeItsRecord) {
-  alignas(16) char16_t wide[96];
-  alignas(16) unsigned char utf8[96];
+  // Eight units (sixteen bytes) before each start keep the alignment; a zero lies just before it.
+  alignas(16) char16_t wideArea[104];
+  alignas(16) unsigned char utf8Area[112];
+  char16_t * const wide = wideArea + 8;
+  unsigned char * const utf8 = utf8Area + 16;
   for (std::size_t length = 1; length <= 40; ++length) {
     std::u16string const text = Ascii(length, 5);
     CPPoolString const s = CStringPool::GetStringRef(text.c_str());
     for (std::size_t at = 0; at < 16; ++at) {
       SCOPED_TRACE(testing::Message() << "length " << length << " at " << at);
-      std::fill(std::begin(wide), std::end(wide), u'\u00C9');
-      std::fill(std::begin(utf8), std::end(utf8), 0xC3);
+      std::fill(std::begin(wideArea), std::end(wideArea), u'\u00C9');
+      std::fill(std::begin(utf8Area), std::end(utf8Area), 0xC3);
       std::size_t const wideAt = at % 8;
-      if (wideAt > 0) {
-        wide[wideAt - 1] = 0;
-      }
-      if (at > 0) {
-        utf8[at - 1] = 0;
-      }
-      for (std::size_t i = 0; i < length; ++i) {
-        wide[wideAt + i] = text[i];
-        utf8[at + i] = static_cast<unsigned char>(text[i]);
-      }
+      wide[wideAt - 1] = 0;
+      utf8[at - 1] = 0;
+      std::copy(text.begin(), text.end(), wide + wideAt);
+      std::copy(text.begin(), text.end(), utf8 + at);
       // Counted first, with a non-ASCII character right after the count, then terminated.
       EXPECT_TRUE(CStringPool::GetStringRefn(wide + wideAt, length) == s);
       EXPECT_TRUE(CStringPool::GetStringRefn(utf8 + at, length) == s);
@@ -228,7 +166,6 @@ TEST(StringPool, WhatLiesAroundATextDoesNotChangeItsRecord) {
       utf8[at + length] = 0;
       EXPECT_TRUE(CStringPool::GetStringRef(wide + wideAt) == s);
       EXPECT_TRUE(CStringPool::GetStringRef(utf8 + at) == s);
-      EXPECT_TRUE(CStringPool::QueryStringRefn(wide + wideAt, length + 5) == s);
       // A non-ASCII character inside the text is seen wherever it falls.
       wide[wideAt + length / 2] = u'\u00E9';
       utf8[at + length / 2] = 0x80;
@@ -271,43 +208,29 @@ TEST(StringPool, ATextAtTheEndOfReadableMemoryIsReadNoFurther) {
 TEST(StringPool, TextsOfEqualHashesAndLengthAreOneRecordWhenTheirFirstTenCharactersAgree) {
   // The CRC is linear: texts whose difference is the generator polynomial (times x^15) have
   // equal hashes. Here it is spread over five characters without case after a ten-character head.
-  std::u16string a = u"0123456789\uE000\u6000\u6000\uC000\u4E00";
-  std::u16string b = u"0123456789\u98A1\u9570\u95D4\u891B\u4E80";
-  ASSERT_NE(a, b);
+  std::u16string const a = u"0123456789\uE000\u6000\u6000\uC000\u4E00";
+  std::u16string const b = u"0123456789\u98A1\u9570\u95D4\u891B\u4E80";
   ASSERT_EQ(Crc64Bitwise(a), Crc64Bitwise(b));
   CPPoolString const first(a.c_str());
-  EXPECT_TRUE(CStringPool::QueryStringRef(b.c_str()) == first);
-  EXPECT_EQ(std::u16string(CPPoolString(b.c_str())), a);
-  // A difference inside the first ten characters makes them two records.
-  a[9] = b[9] = u'x';
-  ASSERT_EQ(Crc64Bitwise(a), Crc64Bitwise(b));
-  std::uint64_t const records = CStringPool::GetNItems();
-  CPPoolString const e(a.c_str());
-  EXPECT_TRUE(CPPoolString(b.c_str()) == e) << "their first ten characters still agree";
-  EXPECT_EQ(CStringPool::GetNItems(), records + 1);
+  EXPECT_TRUE(CStringPool::QueryStringRef(b.c_str()) == first) << "b is taken for a";
 }
 
 TEST(StringPool, CaseVariantsFormOneGroupInOrderOfCreation) {
   std::uint64_t const records = CStringPool::GetNItems();
-  std::uint64_t const groups = CStringPool::GetNGroups();
   {
     CPPoolString const abc = CStringPool::GetStringRef(u"Abc-group");
-    EXPECT_TRUE(CStringPool::GetStringRefi(u"aBC-GROUP") == abc);
-    EXPECT_EQ(CStringPool::GetNItems(), records + 1);
     CPPoolString const second = CStringPool::GetStringRef(u"aBC-GROUP");
-    EXPECT_FALSE(second == abc);
-    EXPECT_TRUE(second.iequals(abc));
+    EXPECT_TRUE(!(second == abc) && second.iequals(abc));
+    EXPECT_TRUE(CStringPool::GetStringRefi(u"aBC-GROUP") == abc &&
+                CStringPool::QueryStringRefi(U8("ABC-group")) == abc)
+        << "the first of the group";
     EXPECT_EQ(CStringPool::GetNItems(), records + 2);
-    EXPECT_EQ(CStringPool::GetNGroups(), groups + 1);
-    EXPECT_TRUE(CStringPool::QueryStringRefi(U8("ABC-group")) == abc) << "the first of the group";
-    EXPECT_TRUE(CStringPool::QueryStringRefi(u"ABC-groupX").isnull());
-    EXPECT_TRUE(CStringPool::Verify());
   }
   // Once the first is gone, the group answers with the next.
   CPPoolString const keep = CStringPool::QueryStringRef(u"aBC-GROUP");
   EXPECT_TRUE(Collect() && Collect());
-  EXPECT_EQ(CStringPool::GetNItems(), records + 1);
   EXPECT_TRUE(CStringPool::GetStringRefi(u"abc-group") == keep);
+  EXPECT_EQ(CStringPool::GetNItems(), records + 1);
 }
 
 TEST(StringPool, AnUnheldStringLosesItsUTF8CopyOnTheFirstPassAndGoesOnTheSecond) {
@@ -316,26 +239,22 @@ TEST(StringPool, AnUnheldStringLosesItsUTF8CopyOnTheFirstPassAndGoesOnTheSecond)
   CPPoolString s(u"size-me");
   // Header 32, fields 56, seven characters and the terminator 16.
   EXPECT_EQ(CStringPool::GetSize(), size + 104);
-  EXPECT_STREQ(reinterpret_cast<char const *>(static_cast<unsigned char const *>(s)), "size-me");
+  static_cast<void>(static_cast<unsigned char const *>(s)); // makes the UTF-8 copy
   long const withCopy = vorx::test::LiveBlocks();
   s.free();
   EXPECT_TRUE(Collect());
   EXPECT_EQ(vorx::test::LiveBlocks(), withCopy - 1) << "the UTF-8 copy is dropped";
   EXPECT_EQ(CStringPool::GetNItems(), records + 1);
   EXPECT_TRUE(Collect());
-  EXPECT_EQ(CStringPool::GetNItems(), records);
-  EXPECT_EQ(CStringPool::GetSize(), size);
-  EXPECT_TRUE(CStringPool::QueryStringRef(u"size-me").isnull());
+  EXPECT_TRUE(CStringPool::GetNItems() == records && CStringPool::GetSize() == size);
 
   // Two strings of one slot both go: the removal of the first does not make the second look
   // held (regression: the walk's copy of the slot once counted as a holder).
   std::map<std::uint64_t, std::u16string> bySlot;
   std::u16string pair[2];
   for (int i = 0; pair[0].empty(); ++i) {
-    std::u16string text = u"same-slot-";
-    for (int v = i; v > 0; v /= 26) {
-      text.push_back(static_cast<char16_t>(u'A' + v % 26));
-    }
+    std::string const n = std::to_string(i);
+    std::u16string const text = u"same-slot-" + std::u16string(n.begin(), n.end());
     auto const [known, fresh] = bySlot.emplace(Crc64Bitwise(text) & 0xFFF, text);
     if (!fresh) {
       pair[0] = known->second;
@@ -347,60 +266,26 @@ TEST(StringPool, AnUnheldStringLosesItsUTF8CopyOnTheFirstPassAndGoesOnTheSecond)
   EXPECT_EQ(CStringPool::GetNItems(), records + 2);
   EXPECT_TRUE(Collect() && Collect());
   EXPECT_EQ(CStringPool::GetNItems(), records);
-
-  // A string held during a pass starts counting again.
-  CPPoolString held(u"held-during-a-pass");
-  EXPECT_TRUE(Collect() && Collect());
-  held.free();
-  EXPECT_TRUE(Collect());
-  EXPECT_FALSE(CStringPool::QueryStringRef(u"held-during-a-pass").isnull());
-  EXPECT_TRUE(Collect());
-  EXPECT_TRUE(CStringPool::QueryStringRef(u"held-during-a-pass").isnull());
 }
 
-TEST(StringPool, CollectsOnlyOnAThreadOfNormalPriority) {
-  using namespace VORX::Threading;
-  std::uint64_t const records = CStringPool::GetNItems();
-  CStringPool::GetStringRef(u"left-behind");
-  // The normal priority comes last: it removes the string.
-  for (eThreadPriority priority :
-       {eThreadPriorityLowest, eThreadPriorityBelowNormal, eThreadPriorityAboveNormal,
-        eThreadPriorityHighest, eThreadPriorityNormal}) {
-    bool const normal = priority == eThreadPriorityNormal;
-    bool results[2] = {!normal, !normal};
-    std::thread worker([&] {
-      CurrentThread::OS::SetThreadPriority(priority);
-      results[0] = Collect();
-      results[1] = Collect();
-    });
-    worker.join();
-    EXPECT_EQ(results[0], normal) << priority;
-    EXPECT_EQ(results[1], normal) << priority;
-    EXPECT_EQ(CStringPool::GetNItems(), records + (normal ? 0 : 1)) << priority;
-  }
-}
-
-// Writes a fixed text; counts how it is asked.
-class FixedSubmitter final : public IStringSubmitter {
-public:
-  FixedSubmitter(std::u16string text, std::uint64_t length, bool succeed = true)
-      : m_text(std::move(text)), m_length(length), m_succeed(succeed) {}
+// Writes a fixed text (or fails to); counts how it is asked.
+struct FixedSubmitter final : IStringSubmitter {
+  FixedSubmitter(std::u16string units, std::uint64_t n, bool ok = true)
+      : text(std::move(units)), length(n), succeed(ok) {}
   std::uint64_t GetStringLen() override {
     ++asked;
-    return m_length;
+    return length;
   }
   bool GetString(qefWChar * out) override {
     ++written;
     // The pool gives room for the length and a terminator.
-    std::copy_n(m_text.begin(), std::min<std::uint64_t>(m_text.size(), m_length + 1), out);
-    return m_succeed;
+    std::copy_n(text.begin(), std::min<std::uint64_t>(text.size(), length + 1), out);
+    return succeed;
   }
+  std::u16string text;
+  std::uint64_t length;
+  bool succeed;
   int asked = 0, written = 0;
-
-private:
-  std::u16string m_text;
-  std::uint64_t m_length;
-  bool m_succeed;
 };
 
 // Integrity checks and refused lengths are reported in the assumption box.
@@ -410,25 +295,21 @@ TEST(StringPool, VerifyAndRefusedLengthsShowTheAssumptionBox) {
   EXPECT_TRUE(CStringPool::Verify() && s.Verify());
   qefWChar * text = const_cast<qefWChar *>(static_cast<qefWChar const *>(s));
   text[0] = u'V'; // the text no longer matches its hashes
-  EXPECT_FALSE(CStringPool::Verify());
-  EXPECT_FALSE(s.Verify());
+  EXPECT_FALSE(CStringPool::Verify() || s.Verify());
   text[0] = u'v';
-  EXPECT_TRUE(CStringPool::Verify());
-  EXPECT_TRUE(CPPoolString().Verify() && CPPoolString(true).Verify());
+  EXPECT_TRUE(CStringPool::Verify() && CPPoolString().Verify() && CPPoolString(true).Verify());
   // A submitter of length 0; a count that ends the text before its first character, a pair.
   FixedSubmitter zero(u"", 0);
   EXPECT_TRUE(CStringPool::GetStringRef(&zero).isnull());
   EXPECT_EQ(zero.written, 0);
   EXPECT_TRUE(CStringPool::GetStringRefn(u"\xD83D\xDE00", 1).isnull());
-  EXPECT_TRUE(CStringPool::QueryStringRefn(u"\xD83D\xDE00", 1).isnull());
-  auto const shown = boxes.Boxes();
-  ASSERT_EQ(shown.size(), 3u);
-  for (auto const & box : shown) {
+  std::string shown;
+  for (auto const & box : boxes.Boxes()) {
     EXPECT_EQ(box.caption, "Illegal code point reached");
+    shown += box.text + "|";
   }
-  EXPECT_EQ(shown[0].text, "String pool integrity violation");
-  EXPECT_EQ(shown[1].text, "_cppoolstring::create [submitter]: String length cannot be 0");
-  EXPECT_EQ(shown[2].text, "_cppoolstring::create: String length cannot be 0");
+  EXPECT_EQ(shown, "String pool integrity violation|_cppoolstring::create [submitter]: String "
+                   "length cannot be 0|_cppoolstring::create: String length cannot be 0|");
 }
 
 TEST(StringPool, SubmittedTextIsInternedLikeAnyOther) {
@@ -440,12 +321,9 @@ TEST(StringPool, SubmittedTextIsInternedLikeAnyOther) {
     return s;
   };
   CPPoolString const known(u"submitted");
-  EXPECT_TRUE(submit(u"submitted", 9) == known);
   // A length that counts the terminator, as the escaping encoders give it.
   EXPECT_TRUE(submit(std::u16string(u"submitted\0", 10), 10) == known);
   EXPECT_TRUE(submit(u"submittedX", 9) == known) << "units beyond the length are cut";
-  CPPoolString const made = submit(u"fresh-submission", 16);
-  EXPECT_TRUE(made == CStringPool::QueryStringRef(u"fresh-submission") && made.Verify());
   EXPECT_TRUE(submit(u"never", 5, false).isnull());
   EXPECT_TRUE(submit(std::u16string(u"\0", 1), 3).isempty());
   EXPECT_TRUE(boxes.Boxes().empty());
@@ -464,16 +342,13 @@ template <class F> void SucceedsAfterRefusals(F make, char const * label) {
       vorx::test::AllocationFailure failure(successes);
       s = make();
       if (failure.Refused() == 0) {
-        EXPECT_FALSE(s.isnull());
-        EXPECT_TRUE(CStringPool::Verify());
+        EXPECT_TRUE(!s.isnull() && CStringPool::Verify());
         return;
       }
     }
-    EXPECT_TRUE(s.isnull()) << successes;
-    EXPECT_EQ(vorx::test::LiveBlocks(), blocks) << successes;
-    EXPECT_EQ(CStringPool::GetNItems(), records) << successes;
-    EXPECT_EQ(CStringPool::GetNGroups(), groups) << successes;
-    EXPECT_TRUE(CStringPool::Verify()) << successes;
+    EXPECT_TRUE(s.isnull() && vorx::test::LiveBlocks() == blocks && CStringPool::Verify() &&
+                CStringPool::GetNItems() == records && CStringPool::GetNGroups() == groups)
+        << successes;
   }
   ADD_FAILURE() << "never succeeded";
 }
