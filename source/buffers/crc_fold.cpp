@@ -57,7 +57,17 @@ VORX_CLMUL inline __m128i _fold(__m128i a, __m128i k) {
   return _mm_xor_si128(_mm_clmulepi64_si128(a, k, 0x11), _mm_clmulepi64_si128(a, k, 0x00));
 }
 
-// Folds the remaining whole blocks into `a`, then writes it to `rest`; returns the bytes used.
+// Byte shuffles for a shift by r bytes: from `kShift + 16 - r` towards the first byte (zeros come
+// in behind), from `kShift + 32 - r` the first r bytes brought to the end.
+constexpr unsigned char kShift[48] = {
+    0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80,
+    0,    1,    2,    3,    4,    5,    6,    7,    8,    9,    10,   11,   12,   13,   14,   15,
+    0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80};
+static_assert(sizeof(kShift) == 48 && kShift[16] == 0 && kShift[31] == 15);
+
+// Folds the remaining whole blocks into `a`, then the last 1 to 15 bytes: the remainder followed
+// by them is its first r bytes times x^128 plus the 16 bytes that end the data (its other bytes
+// and the new ones, read again from the data). Writes it to `rest`; returns `length`.
 VORX_CLMUL std::size_t _finish(__m128i a, unsigned char const * p, std::size_t length,
                                std::size_t used, std::uint64_t const (&fold)[kFoldConstants],
                                unsigned char (&rest)[16]) {
@@ -65,8 +75,16 @@ VORX_CLMUL std::size_t _finish(__m128i a, unsigned char const * p, std::size_t l
   for (; length - used >= 16; used += 16) {
     a = _mm_xor_si128(_fold(a, k128), _block(p + used));
   }
+  if (std::size_t const r = length - used; r != 0) {
+    __m128i const towardsFirst =
+        _mm_loadu_si128(reinterpret_cast<__m128i const *>(kShift + 16 - r));
+    __m128i const firstToEnd = _mm_loadu_si128(reinterpret_cast<__m128i const *>(kShift + 32 - r));
+    __m128i const others =
+        _mm_blendv_epi8(_mm_shuffle_epi8(a, towardsFirst), _block(p + length - 16), towardsFirst);
+    a = _mm_xor_si128(_fold(_mm_shuffle_epi8(a, firstToEnd), k128), others);
+  }
   _mm_storeu_si128(reinterpret_cast<__m128i *>(rest), _mm_shuffle_epi8(a, _reversed()));
-  return used;
+  return length;
 }
 
 // Four 128-bit remainders, 64 bytes apart, while 64 bytes remain.
@@ -108,7 +126,7 @@ VORX_VPCLMUL inline __m512i _fold512(__m512i a, __m512i k) {
                           _mm512_clmulepi64_epi128(a, k, 0x00));
 }
 
-// One 128-bit remainder, for 32 to 63 bytes (short texts): one fold per further block.
+// One 128-bit remainder, for 16 to 63 bytes (short texts): one fold per further block.
 VORX_CLMUL std::size_t _foldShort(unsigned char const * p, std::size_t length,
                                   std::uint64_t initial,
                                   std::uint64_t const (&fold)[kFoldConstants],
@@ -162,7 +180,7 @@ std::size_t _crcFold(unsigned char const * data, std::size_t length, std::uint64
   if (length >= 256 && _cpuHas(_CpuCode::Vpclmul512)) {
     return _foldVpclmul(data, length, initial, fold, rest);
   }
-  if (length >= 32 && _cpuHas(_CpuCode::Clmul)) {
+  if (length >= 16 && _cpuHas(_CpuCode::Clmul)) {
     return length >= 64 ? _foldClmul(data, length, initial, fold, rest)
                         : _foldShort(data, length, initial, fold, rest);
   }

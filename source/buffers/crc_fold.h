@@ -17,9 +17,9 @@ static_assert(kFoldConstants == 16);
 // For each distance D: x^D and x^(D + 64) modulo x^64 + `polynomial`, at 2i and 2i + 1.
 void _crcFoldConstants(std::uint64_t polynomial, std::uint64_t (&fold)[kFoldConstants]);
 
-// Folds the leading whole 16-byte blocks of `length` bytes (CRC so far `initial`) and writes
-// the remainder to `rest`, first byte most significant. Returns the bytes folded: 0 when the
-// processor lacks carry-less multiplication or `length` is below 32. Reads only inside the data.
+// Folds all `length` bytes (CRC so far `initial`) and writes the remainder to `rest`, first byte
+// most significant. Returns the bytes folded: `length`, or 0 when the processor lacks carry-less
+// multiplication or `length` is below 16. Reads only inside the data.
 std::size_t _crcFold(unsigned char const * data, std::size_t length, std::uint64_t initial,
                      std::uint64_t const (&fold)[kFoldConstants], unsigned char (&rest)[16]);
 

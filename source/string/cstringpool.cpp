@@ -15,6 +15,7 @@
 
 #include "buffers/crc64.h"
 #include "string/pool_record.h"
+#include "threading/critical_section.h"
 
 #if defined(__x86_64__)
 #include <emmintrin.h>
@@ -770,16 +771,24 @@ _tagPool & _pool() {
 
 _tagPool & g_poolAtLoad = _pool();
 
-// Holds the pool lock for a scope.
+// Holds the pool lock for a scope; an uncontended entry and leave stay inline.
 class _cPoolLock {
 public:
-  explicit _cPoolLock(_tagPool & pool) : m_lock(pool.lock) { m_lock.Enter(); }
-  ~_cPoolLock() { m_lock.Leave(); }
+  explicit _cPoolLock(_tagPool & pool) : m_lock(Threading::_criticalSection(pool.lock)) {
+    if (m_lock) {
+      Threading::_enter(*m_lock, Threading::qefInfinite);
+    }
+  }
+  ~_cPoolLock() {
+    if (m_lock) {
+      Threading::_leave(*m_lock);
+    }
+  }
   _cPoolLock(_cPoolLock const &) = delete;
   _cPoolLock & operator=(_cPoolLock const &) = delete;
 
 private:
-  Threading::CPCriticalSection & m_lock;
+  Threading::_tagCriticalSection * m_lock;
 };
 
 } // namespace

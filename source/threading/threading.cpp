@@ -13,6 +13,7 @@
 #include <boost/thread/thread.hpp>
 
 #include "threading/block_access.h"
+#include "threading/critical_section.h"
 
 namespace VORX::Threading {
 namespace {
@@ -39,22 +40,12 @@ boost::chrono::steady_clock::time_point _deadline(std::uint32_t ms) {
 }
 
 std::uint32_t _me() {
-  return CurrentThread::OS::GetCurrentThreadId();
+  return _currentThreadId();
 }
 
 // ---- payloads ----
 
 struct _tagMutex {
-  boost::timed_mutex mutex;
-};
-
-// Owner fields are written only by the thread that holds the lock and read by others only to
-// compare with their own identifier. A thread never reads its own identifier back after it
-// cleared it (coherence of one atomic), so relaxed loads and stores suffice; the mutex orders
-// everything else.
-struct _tagCriticalSection {
-  std::atomic<std::uint32_t> count{0};
-  std::atomic<std::uint32_t> owner{0};
   boost::timed_mutex mutex;
 };
 
@@ -179,46 +170,91 @@ std::size_t CPCriticalSection::GetTypeID() {
   return reinterpret_cast<std::size_t>(&_tClass<_tagCriticalSection>::table);
 }
 
+namespace {
+
+// Attempts to pass over a held lock before sleeping: a holder of the short critical sections this
+// serves usually leaves within a few hundred cycles.
+constexpr int kSpins = 32;
+
+// Takes the lock for a first entry when its count is 0, keeping the sleepers; `leaving` is the
+// number of sleepers this caller withdraws (1 when it was one of them).
+inline bool _takeFree(_tagCriticalSection & cs, std::uint64_t & word, std::uint64_t leaving) {
+  return (word & _tagCriticalSection::kCount) == 0 &&
+         cs.word.compare_exchange_weak(word, word - leaving * _tagCriticalSection::kSleeper + 1,
+                                       std::memory_order_acquire, std::memory_order_relaxed);
+}
+
+// Takes the lock if it is free now, as a registered sleeper.
+inline bool _takeAsSleeper(_tagCriticalSection & cs, std::uint64_t & word) {
+  while ((word & _tagCriticalSection::kCount) == 0) {
+    if (_takeFree(cs, word, 1)) {
+      return true;
+    }
+  }
+  return false;
+}
+
+} // namespace
+
+bool _enterContended(_tagCriticalSection & cs, std::uint32_t ms) {
+  std::uint64_t word = cs.word.load(std::memory_order_relaxed);
+  for (int spin = 0; spin < kSpins; ++spin) {
+    if (_takeFree(cs, word, 0)) {
+      return true;
+    }
+#if defined(__x86_64__)
+    __builtin_ia32_pause();
+#endif
+    word = cs.word.load(std::memory_order_relaxed);
+  }
+  if (ms == 0) {
+    return false;
+  }
+  auto const deadline = _deadline(ms == qefInfinite ? 0 : ms);
+  boost::unique_lock<boost::mutex> lock(cs.gate);
+  word = cs.word.fetch_add(_tagCriticalSection::kSleeper, std::memory_order_relaxed) +
+         _tagCriticalSection::kSleeper;
+  for (;;) {
+    if (_takeAsSleeper(cs, word)) {
+      return true;
+    }
+    if (ms == qefInfinite) {
+      cs.wake.wait(lock);
+    } else if (cs.wake.wait_until(lock, deadline) == boost::cv_status::timeout) {
+      word = cs.word.load(std::memory_order_relaxed);
+      if (_takeAsSleeper(cs, word)) {
+        return true;
+      }
+      word = cs.word.fetch_sub(_tagCriticalSection::kSleeper, std::memory_order_relaxed) -
+             _tagCriticalSection::kSleeper;
+      // A wake-up meant for another sleeper may have come to this one: pass it on.
+      if ((word & _tagCriticalSection::kCount) == 0 && word != 0) {
+        cs.wake.notify_one();
+      }
+      return false;
+    }
+    word = cs.word.load(std::memory_order_relaxed);
+  }
+}
+
+void _wakeSleeper(_tagCriticalSection & cs) {
+  boost::lock_guard<boost::mutex> lock(cs.gate);
+  cs.wake.notify_one();
+}
+
 bool CPCriticalSection::Enter() {
-  return TryEnter(qefInfinite);
+  _tagCriticalSection * cs = _criticalSection(*this);
+  return cs && _enter(*cs, qefInfinite);
 }
 
 bool CPCriticalSection::TryEnter(std::uint32_t ms) {
-  _tagCriticalSection * cs = _payload<_tagCriticalSection>(*this);
-  if (!cs) {
-    return false;
-  }
-  std::uint32_t const me = _me();
-  if (cs->owner.load(std::memory_order_relaxed) == me) {
-    cs->count.fetch_add(1, std::memory_order_relaxed);
-    return true;
-  }
-  if (ms == qefInfinite) {
-    cs->mutex.lock();
-  } else if (!cs->mutex.try_lock_until(_deadline(ms))) {
-    return false;
-  }
-  cs->owner.store(me, std::memory_order_relaxed);
-  cs->count.store(1, std::memory_order_relaxed);
-  return true;
+  _tagCriticalSection * cs = _criticalSection(*this);
+  return cs && _enter(*cs, ms);
 }
 
 bool CPCriticalSection::Leave() {
-  _tagCriticalSection * cs = _payload<_tagCriticalSection>(*this);
-  if (!cs) {
-    return false;
-  }
-  std::uint32_t count = cs->count.load(std::memory_order_relaxed);
-  do {
-    if (count == 0) {
-      return false;
-    }
-  } while (!cs->count.compare_exchange_weak(count, count - 1, std::memory_order_relaxed));
-  if (count == 1) {
-    cs->owner.store(0, std::memory_order_relaxed);
-    cs->mutex.unlock();
-  }
-  return true;
+  _tagCriticalSection * cs = _criticalSection(*this);
+  return cs && _leave(*cs);
 }
 
 // ---- CPRWInterlock ----

@@ -65,6 +65,51 @@ TEST(CriticalSection, OwnerReentersAndALeaveFromAnyThreadCountsDown) {
   WaitsForRelease([&] { cs.Enter(), cs.Leave(); }, [&] { cs.Leave(); });
 }
 
+// Threads that pass the lock back and forth, nested, lose no update of what it guards; a count
+// left unordered by the lock would also be a data race under the thread sanitizer.
+TEST(CriticalSection, ContendedNestedEntriesKeepTheGuardedCountExact) {
+  CPCriticalSection cs;
+  constexpr int kThreads = 3;
+  constexpr int kRounds = 20000;
+  long guarded = 0;
+  {
+    std::vector<std::jthread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+      threads.emplace_back([&] {
+        for (int i = 0; i < kRounds; ++i) {
+          ASSERT_TRUE(cs.Enter() && (i % 2 == 0 ? cs.Enter() : cs.TryEnter(0)));
+          ++guarded;
+          ASSERT_TRUE(cs.Leave() && cs.Leave());
+        }
+      });
+    }
+  }
+  EXPECT_EQ(guarded, long{kThreads} * kRounds);
+  EXPECT_FALSE(cs.Leave()) << "every entry was left";
+}
+
+// A waiter that gives up must not take with it the wake-up another waiter needs.
+TEST(CriticalSection, AWaiterThatTimesOutLeavesTheOtherWaiterToBeWoken) {
+  CPCriticalSection cs;
+  ASSERT_TRUE(cs.Enter());
+  std::atomic<bool> released{false};
+  std::latch asleep(1);
+  std::jthread patient([&] {
+    asleep.count_down();
+    EXPECT_TRUE(cs.Enter());
+    EXPECT_TRUE(released.load());
+    EXPECT_TRUE(cs.Leave());
+  });
+  asleep.wait();
+  OnOtherThread([&] {
+    Clock::time_point const start = Clock::now();
+    EXPECT_FALSE(cs.TryEnter(40));
+    EXPECT_GE(Since(start), milliseconds(35));
+  });
+  released = true;
+  EXPECT_TRUE(cs.Leave());
+}
+
 TEST(RWInterlock, ExclusiveOwnerReentersForReadAndWriteAndOthersWaitForTheLastLeave) {
   CPRWInterlock rw;
   ASSERT_TRUE(rw.Enter() && rw.EnterRead() && rw.Enter() && rw.TryEnterRead(0));
