@@ -129,17 +129,6 @@ private:
   bool m_changed = false;
 };
 
-// Both hashes of `length` ASCII units; `upper` says whether any is an upper-case letter (else
-// the lowered text is the text, and so is its hash).
-template <class U> std::uint64_t _hashLowered(U const * p, std::uint64_t length);
-
-template <class U> void _hashAscii(U const * p, std::uint64_t length, bool upper, _tagMeasure & m) {
-  m.length = length;
-  m.utf8Size = length;
-  m.sHash = Buffers::_crc64().Eval(p, length * sizeof(U), 0);
-  m.sHashi = upper ? _hashLowered(p, length) : m.sHash;
-}
-
 // The case-insensitive hash of `length` ASCII units.
 template <class U> std::uint64_t _hashLowered(U const * p, std::uint64_t length) {
   Buffers::CMachineCRC const & crc = Buffers::_crc64();
@@ -153,6 +142,15 @@ template <class U> std::uint64_t _hashLowered(U const * p, std::uint64_t length)
     h = crc.Eval(lower, k * sizeof(qefWChar), h);
   }
   return h;
+}
+
+// Both hashes of `length` ASCII units; `upper` says whether any is an upper-case letter (else
+// the lowered text is the text, and so is its hash).
+template <class U> void _hashAscii(U const * p, std::uint64_t length, bool upper, _tagMeasure & m) {
+  m.length = length;
+  m.utf8Size = length;
+  m.sHash = Buffers::_crc64().Eval(p, length * sizeof(U), 0);
+  m.sHashi = upper ? _hashLowered(p, length) : m.sHash;
 }
 
 // Whether the 16-bit text (at most `n` units, up to its terminator) is ASCII alone; if so,

@@ -1,8 +1,6 @@
 // The operating-system side of threading: thread identifiers and priorities.
 #include <vorx/threading.h>
 
-#include "threading/critical_section.h"
-
 #include <pthread.h>
 #include <sched.h>
 #include <sys/resource.h>
@@ -11,6 +9,8 @@
 
 #include <cerrno>
 #include <cstdio>
+
+#include "threading/critical_section.h"
 
 namespace VORX::Threading::CurrentThread::OS {
 namespace {

@@ -172,9 +172,10 @@ std::size_t CPCriticalSection::GetTypeID() {
 
 namespace {
 
-// Attempts to pass over a held lock before sleeping: a holder of the short critical sections this
-// serves usually leaves within a few hundred cycles.
-constexpr int kSpins = 32;
+// Attempts to pass over a held lock before sleeping, a pause apart: a running holder of the short
+// critical sections this serves leaves within a few; a holder that lost its processor does not,
+// and spinning on would only burn time its waiter is charged for.
+constexpr int kSpins = 8;
 
 // Takes the lock for a first entry when its count is 0, keeping the sleepers; `leaving` is the
 // number of sleepers this caller withdraws (1 when it was one of them).
