@@ -8,9 +8,6 @@
 
 #include <atomic>
 
-#include <boost/thread/condition_variable.hpp>
-#include <boost/thread/mutex.hpp>
-
 #include "threading/block_access.h"
 
 namespace VORX::Threading {
@@ -20,29 +17,34 @@ namespace CurrentThread::OS {
 extern __attribute__((tls_model("initial-exec"))) constinit thread_local std::uint32_t _tThreadId;
 } // namespace CurrentThread::OS
 
-// The lock word holds the entry count in its low half (the lock is held while it is not 0) and
-// the number of threads asleep on `wake` in its high half. A sleeper registers and tests the word
-// under `gate`; a leave that sees sleepers has cleared the count first and notifies under `gate`,
-// so no wake-up is lost.
+namespace OS {
+// Sleeps while `word` holds `expected`, at most `nanoseconds` (all ones: no limit); may return
+// early for no reason, as any wait on a word may.
+void _waitWord(std::atomic<std::uint32_t> & word, std::uint32_t expected,
+               std::uint64_t nanoseconds);
+// Wakes one thread sleeping in `_waitWord` on `word`.
+void _wakeWord(std::atomic<std::uint32_t> & word);
+} // namespace OS
+
+// The lock word holds the entry count (the lock is held while it is not 0) and a flag that
+// threads may be asleep on the word. A sleeper sets the flag before it sleeps, and sleeps only
+// while the word still holds what it saw; a leave that frees the lock clears the flag and, when
+// it was set, wakes one sleeper, which takes the lock with the flag set again for any other.
 // The owner field is written only by the thread that holds the lock and read by others only to
 // compare with their own identifier. A thread never reads its own identifier back after it
 // cleared it (coherence of one atomic), so relaxed loads and stores suffice; the acquire of the
 // first entry and the release of the last leave order everything else.
 struct _tagCriticalSection {
-  static constexpr std::uint64_t kSleeper = std::uint64_t{1} << 32;
-  static constexpr std::uint64_t kCount = kSleeper - 1;
+  static constexpr std::uint32_t kSleepers = 0x80000000u;
+  static constexpr std::uint32_t kCount = kSleepers - 1;
 
-  std::atomic<std::uint64_t> word{0};
+  std::atomic<std::uint32_t> word{0};
   std::atomic<std::uint32_t> owner{0};
-  boost::mutex gate;
-  boost::condition_variable wake;
 };
 
-// The first entry once the lock was found held: spins a little, then sleeps until it is free or
-// `ms` milliseconds have passed (`qefInfinite`: no limit). False on time-out.
+// The first entry once the lock was found held: tries a few times, then sleeps until it is free
+// or `ms` milliseconds have passed (`qefInfinite`: no limit). False on time-out.
 bool _enterContended(_tagCriticalSection & cs, std::uint32_t ms);
-// Wakes one sleeper; called by a leave that unlocked while sleepers were registered.
-void _wakeSleeper(_tagCriticalSection & cs);
 
 inline std::uint32_t _currentThreadId() {
   std::uint32_t const id = CurrentThread::OS::_tThreadId;
@@ -60,7 +62,7 @@ inline bool _enter(_tagCriticalSection & cs, std::uint32_t ms) {
     cs.word.fetch_add(1, std::memory_order_relaxed);
     return true;
   }
-  std::uint64_t word = 0;
+  std::uint32_t word = 0;
   if (!cs.word.compare_exchange_strong(word, 1, std::memory_order_acquire,
                                        std::memory_order_relaxed) &&
       !_enterContended(cs, ms)) {
@@ -72,9 +74,9 @@ inline bool _enter(_tagCriticalSection & cs, std::uint32_t ms) {
 
 // As `CPCriticalSection::Leave`: counts one entry down whoever calls; false when not entered.
 inline bool _leave(_tagCriticalSection & cs) {
-  std::uint64_t word = cs.word.load(std::memory_order_relaxed);
+  std::uint32_t word = cs.word.load(std::memory_order_relaxed);
   for (;;) {
-    std::uint64_t const count = word & _tagCriticalSection::kCount;
+    std::uint32_t const count = word & _tagCriticalSection::kCount;
     if (count == 0) {
       return false;
     }
@@ -82,13 +84,13 @@ inline bool _leave(_tagCriticalSection & cs) {
     if (count == 1) {
       cs.owner.store(0, std::memory_order_relaxed);
     }
-    if (cs.word.compare_exchange_weak(word, word - 1, std::memory_order_release,
+    if (cs.word.compare_exchange_weak(word, count == 1 ? 0 : word - 1, std::memory_order_release,
                                       std::memory_order_relaxed)) {
       break;
     }
   }
-  if ((word & _tagCriticalSection::kCount) == 1 && word > _tagCriticalSection::kCount) {
-    _wakeSleeper(cs);
+  if (word == (_tagCriticalSection::kSleepers | 1)) {
+    OS::_wakeWord(cs.word);
   }
   return true;
 }

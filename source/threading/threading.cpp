@@ -177,30 +177,14 @@ namespace {
 // and spinning on would only burn time its waiter is charged for.
 constexpr int kSpins = 8;
 
-// Takes the lock for a first entry when its count is 0, keeping the sleepers; `leaving` is the
-// number of sleepers this caller withdraws (1 when it was one of them).
-inline bool _takeFree(_tagCriticalSection & cs, std::uint64_t & word, std::uint64_t leaving) {
-  return (word & _tagCriticalSection::kCount) == 0 &&
-         cs.word.compare_exchange_weak(word, word - leaving * _tagCriticalSection::kSleeper + 1,
-                                       std::memory_order_acquire, std::memory_order_relaxed);
-}
-
-// Takes the lock if it is free now, as a registered sleeper.
-inline bool _takeAsSleeper(_tagCriticalSection & cs, std::uint64_t & word) {
-  while ((word & _tagCriticalSection::kCount) == 0) {
-    if (_takeFree(cs, word, 1)) {
-      return true;
-    }
-  }
-  return false;
-}
-
 } // namespace
 
 bool _enterContended(_tagCriticalSection & cs, std::uint32_t ms) {
-  std::uint64_t word = cs.word.load(std::memory_order_relaxed);
+  std::uint32_t word = cs.word.load(std::memory_order_relaxed);
   for (int spin = 0; spin < kSpins; ++spin) {
-    if (_takeFree(cs, word, 0)) {
+    if ((word & _tagCriticalSection::kCount) == 0 &&
+        cs.word.compare_exchange_weak(word, word + 1, std::memory_order_acquire,
+                                      std::memory_order_relaxed)) {
       return true;
     }
 #if defined(__x86_64__)
@@ -211,36 +195,33 @@ bool _enterContended(_tagCriticalSection & cs, std::uint32_t ms) {
   if (ms == 0) {
     return false;
   }
-  auto const deadline = _deadline(ms == qefInfinite ? 0 : ms);
-  boost::unique_lock<boost::mutex> lock(cs.gate);
-  word = cs.word.fetch_add(_tagCriticalSection::kSleeper, std::memory_order_relaxed) +
-         _tagCriticalSection::kSleeper;
+  std::uint64_t const deadline =
+      ms == qefInfinite ? 0 : Develop::_now_nano() + std::uint64_t{ms} * 1000000u;
   for (;;) {
-    if (_takeAsSleeper(cs, word)) {
-      return true;
-    }
-    if (ms == qefInfinite) {
-      cs.wake.wait(lock);
-    } else if (cs.wake.wait_until(lock, deadline) == boost::cv_status::timeout) {
-      word = cs.word.load(std::memory_order_relaxed);
-      if (_takeAsSleeper(cs, word)) {
+    word = cs.word.load(std::memory_order_relaxed);
+    if ((word & _tagCriticalSection::kCount) == 0) {
+      // Taken as one that slept: others may still sleep, so the flag stays set.
+      if (cs.word.compare_exchange_weak(word, _tagCriticalSection::kSleepers | 1,
+                                        std::memory_order_acquire, std::memory_order_relaxed)) {
         return true;
       }
-      word = cs.word.fetch_sub(_tagCriticalSection::kSleeper, std::memory_order_relaxed) -
-             _tagCriticalSection::kSleeper;
-      // A wake-up meant for another sleeper may have come to this one: pass it on.
-      if ((word & _tagCriticalSection::kCount) == 0 && word != 0) {
-        cs.wake.notify_one();
-      }
-      return false;
+      continue;
     }
-    word = cs.word.load(std::memory_order_relaxed);
+    if ((word & _tagCriticalSection::kSleepers) == 0 &&
+        !cs.word.compare_exchange_weak(word, word | _tagCriticalSection::kSleepers,
+                                       std::memory_order_relaxed, std::memory_order_relaxed)) {
+      continue;
+    }
+    std::uint64_t left = ~std::uint64_t{0};
+    if (ms != qefInfinite) {
+      std::uint64_t const now = Develop::_now_nano();
+      if (now >= deadline) {
+        return false;
+      }
+      left = deadline - now;
+    }
+    OS::_waitWord(cs.word, word | _tagCriticalSection::kSleepers, left);
   }
-}
-
-void _wakeSleeper(_tagCriticalSection & cs) {
-  boost::lock_guard<boost::mutex> lock(cs.gate);
-  cs.wake.notify_one();
 }
 
 bool CPCriticalSection::Enter() {
