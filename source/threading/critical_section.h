@@ -42,8 +42,8 @@ struct _tagCriticalSection {
   std::atomic<std::uint32_t> owner{0};
 };
 
-// The first entry once the lock was found held: tries a few times, then sleeps until it is free
-// or `ms` milliseconds have passed (`qefInfinite`: no limit). False on time-out.
+// The first entry once the lock was found held: sleeps until it is free or `ms` milliseconds
+// have passed (`qefInfinite`: no limit; 0: one more look). False on time-out.
 bool _enterContended(_tagCriticalSection & cs, std::uint32_t ms);
 
 inline std::uint32_t _currentThreadId() {

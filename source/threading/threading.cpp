@@ -170,42 +170,25 @@ std::size_t CPCriticalSection::GetTypeID() {
   return reinterpret_cast<std::size_t>(&_tClass<_tagCriticalSection>::table);
 }
 
-namespace {
-
-// Attempts to pass over a held lock before sleeping, a pause apart: a running holder of the short
-// critical sections this serves leaves within a few; a holder that lost its processor does not,
-// and spinning on would only burn time its waiter is charged for.
-constexpr int kSpins = 8;
-
-} // namespace
-
+// No spinning before sleeping: measured with the string pool's lookups on two threads it cost
+// time, as the spinner's reads pull the word away from the holder, whose leave must fetch it back.
 bool _enterContended(_tagCriticalSection & cs, std::uint32_t ms) {
-  std::uint32_t word = cs.word.load(std::memory_order_relaxed);
-  for (int spin = 0; spin < kSpins; ++spin) {
-    if ((word & _tagCriticalSection::kCount) == 0 &&
-        cs.word.compare_exchange_weak(word, word + 1, std::memory_order_acquire,
-                                      std::memory_order_relaxed)) {
-      return true;
-    }
-#if defined(__x86_64__)
-    __builtin_ia32_pause();
-#endif
-    word = cs.word.load(std::memory_order_relaxed);
-  }
-  if (ms == 0) {
-    return false;
-  }
   std::uint64_t const deadline =
       ms == qefInfinite ? 0 : Develop::_now_nano() + std::uint64_t{ms} * 1000000u;
+  bool slept = false;
   for (;;) {
-    word = cs.word.load(std::memory_order_relaxed);
+    std::uint32_t word = cs.word.load(std::memory_order_relaxed);
     if ((word & _tagCriticalSection::kCount) == 0) {
-      // Taken as one that slept: others may still sleep, so the flag stays set.
-      if (cs.word.compare_exchange_weak(word, _tagCriticalSection::kSleepers | 1,
-                                        std::memory_order_acquire, std::memory_order_relaxed)) {
+      // Taken by one that slept, the flag stays set: others may still sleep.
+      std::uint32_t const taken = slept ? _tagCriticalSection::kSleepers | 1 : word + 1;
+      if (cs.word.compare_exchange_weak(word, taken, std::memory_order_acquire,
+                                        std::memory_order_relaxed)) {
         return true;
       }
       continue;
+    }
+    if (ms == 0) {
+      return false;
     }
     if ((word & _tagCriticalSection::kSleepers) == 0 &&
         !cs.word.compare_exchange_weak(word, word | _tagCriticalSection::kSleepers,
@@ -221,6 +204,7 @@ bool _enterContended(_tagCriticalSection & cs, std::uint32_t ms) {
       left = deadline - now;
     }
     OS::_waitWord(cs.word, word | _tagCriticalSection::kSleepers, left);
+    slept = true;
   }
 }
 
