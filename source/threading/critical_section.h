@@ -7,6 +7,8 @@
 #include <vorx/threading.h>
 
 #include <atomic>
+#include <condition_variable>
+#include <mutex>
 
 #include "threading/block_access.h"
 
@@ -17,18 +19,10 @@ namespace CurrentThread::OS {
 extern __attribute__((tls_model("initial-exec"))) constinit thread_local std::uint32_t _tThreadId;
 } // namespace CurrentThread::OS
 
-namespace OS {
-// Sleeps while `word` holds `expected`, at most `nanoseconds` (all ones: no limit); may return
-// early for no reason, as any wait on a word may.
-void _waitWord(std::atomic<std::uint32_t> & word, std::uint32_t expected,
-               std::uint64_t nanoseconds);
-// Wakes one thread sleeping in `_waitWord` on `word`.
-void _wakeWord(std::atomic<std::uint32_t> & word);
-} // namespace OS
-
 // The lock word holds the entry count (the lock is held while it is not 0) and a flag that
-// threads may be asleep on the word. A sleeper sets the flag before it sleeps, and sleeps only
-// while the word still holds what it saw; a leave that frees the lock clears the flag and, when
+// threads may be asleep on the lock's event. A sleeper sets the flag, then sleeps on the event
+// only while the word still holds what it saw (checked under the event's own mutex, which a waking
+// leave takes too, so no wake-up is lost); a leave that frees the lock clears the flag and, when
 // it was set, wakes one sleeper, which takes the lock with the flag set again for any other.
 // The owner field is written only by the thread that holds the lock and read by others only to
 // compare with their own identifier. A thread never reads its own identifier back after it
@@ -40,7 +34,13 @@ struct _tagCriticalSection {
 
   std::atomic<std::uint32_t> word{0};
   std::atomic<std::uint32_t> owner{0};
+  // The event sleepers wait on; touched only when the lock is contended.
+  std::mutex eventLock;
+  std::condition_variable event;
 };
+
+// Wakes one thread sleeping on the lock's event.
+void _wakeOne(_tagCriticalSection & cs);
 
 // The first entry once the lock was found held: sleeps until it is free or `ms` milliseconds
 // have passed (`qefInfinite`: no limit; 0: one more look). False on time-out.
@@ -90,7 +90,7 @@ inline bool _leave(_tagCriticalSection & cs) {
     }
   }
   if (word == (_tagCriticalSection::kSleepers | 1)) {
-    OS::_wakeWord(cs.word);
+    _wakeOne(cs);
   }
   return true;
 }

@@ -1,7 +1,6 @@
 // The operating-system side of threading: thread identifiers and priorities.
 #include <vorx/threading.h>
 
-#include <linux/futex.h>
 #include <pthread.h>
 #include <sched.h>
 #include <sys/resource.h>
@@ -10,7 +9,6 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <ctime>
 
 #include "threading/critical_section.h"
 
@@ -133,28 +131,3 @@ std::uint32_t GetCurrentThreadId() {
 }
 
 } // namespace VORX::Threading::CurrentThread::OS
-
-namespace VORX::Threading::OS {
-
-static_assert(sizeof(std::atomic<std::uint32_t>) == sizeof(std::uint32_t) &&
-              std::atomic<std::uint32_t>::is_always_lock_free);
-
-void _waitWord(std::atomic<std::uint32_t> & word, std::uint32_t expected,
-               std::uint64_t nanoseconds) {
-  timespec limit{};
-  timespec * until = nullptr;
-  if (nanoseconds != ~std::uint64_t{0}) {
-    limit.tv_sec = static_cast<time_t>(nanoseconds / 1000000000u);
-    limit.tv_nsec = static_cast<long>(nanoseconds % 1000000000u);
-    until = &limit;
-  }
-  syscall(SYS_futex, reinterpret_cast<std::uint32_t *>(&word), FUTEX_WAIT_PRIVATE, expected, until,
-          nullptr, 0);
-}
-
-void _wakeWord(std::atomic<std::uint32_t> & word) {
-  syscall(SYS_futex, reinterpret_cast<std::uint32_t *>(&word), FUTEX_WAKE_PRIVATE, 1, nullptr,
-          nullptr, 0);
-}
-
-} // namespace VORX::Threading::OS

@@ -4,6 +4,7 @@
 #include <vorx/threading.h>
 
 #include <atomic>
+#include <chrono>
 
 #include <boost/chrono.hpp>
 #include <boost/thread/condition_variable.hpp>
@@ -173,8 +174,8 @@ std::size_t CPCriticalSection::GetTypeID() {
 // No spinning before sleeping: measured with the string pool's lookups on two threads it cost
 // time, as the spinner's reads pull the word away from the holder, whose leave must fetch it back.
 bool _enterContended(_tagCriticalSection & cs, std::uint32_t ms) {
-  std::uint64_t const deadline =
-      ms == qefInfinite ? 0 : Develop::_now_nano() + std::uint64_t{ms} * 1000000u;
+  using Clock = std::chrono::steady_clock;
+  Clock::time_point const deadline = Clock::now() + std::chrono::milliseconds(ms);
   bool slept = false;
   for (;;) {
     std::uint32_t word = cs.word.load(std::memory_order_relaxed);
@@ -187,7 +188,7 @@ bool _enterContended(_tagCriticalSection & cs, std::uint32_t ms) {
       }
       continue;
     }
-    if (ms == 0) {
+    if (ms == 0 || (ms != qefInfinite && Clock::now() >= deadline)) {
       return false;
     }
     if ((word & _tagCriticalSection::kSleepers) == 0 &&
@@ -195,17 +196,22 @@ bool _enterContended(_tagCriticalSection & cs, std::uint32_t ms) {
                                        std::memory_order_relaxed, std::memory_order_relaxed)) {
       continue;
     }
-    std::uint64_t left = ~std::uint64_t{0};
-    if (ms != qefInfinite) {
-      std::uint64_t const now = Develop::_now_nano();
-      if (now >= deadline) {
-        return false;
+    std::uint32_t const seen = word | _tagCriticalSection::kSleepers;
+    std::unique_lock<std::mutex> sleep(cs.eventLock);
+    while (cs.word.load(std::memory_order_relaxed) == seen) {
+      if (ms == qefInfinite) {
+        cs.event.wait(sleep);
+      } else if (cs.event.wait_until(sleep, deadline) == std::cv_status::timeout) {
+        break;
       }
-      left = deadline - now;
     }
-    OS::_waitWord(cs.word, word | _tagCriticalSection::kSleepers, left);
     slept = true;
   }
+}
+
+void _wakeOne(_tagCriticalSection & cs) {
+  { std::lock_guard<std::mutex> const hold(cs.eventLock); }
+  cs.event.notify_one();
 }
 
 bool CPCriticalSection::Enter() {
