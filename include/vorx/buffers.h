@@ -484,6 +484,8 @@ private:
 // `CMachineCRC(64, 0x42F0E1EBA9EA3693)` (CRC-64/ECMA-182). Width 64 folds long data by
 // carry-less multiplication where the processor offers it, with the table's results.
 // Immutable after construction, so one object may serve several threads.
+struct _cCRCTables;
+
 class VORX_API CMachineCRC {
 public:
   // A width below 8 or above 64 leaves the table empty: `Eval` then computes nothing.
@@ -502,6 +504,8 @@ private:
   // Width 64 only (else zero): x^D and x^(D + 64) modulo the polynomial for the distances the
   // carry-less folding uses, which runs where the processor offers it.
   std::uint64_t fold[16];
+
+  friend struct _cCRCTables; // the library's own hashing reads the tables directly
 };
 
 } // namespace VORX::Buffers

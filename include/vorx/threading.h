@@ -49,7 +49,8 @@ public:
 };
 
 // Recursive lock: the owning thread may enter again and leaves as often as it entered. Any thread
-// may use it. Copies lock the same lock.
+// may use it. Copies lock the same lock. Uncontended, an entry and a leave are one atomic
+// operation each; a thread that finds it held sleeps until a leave wakes it.
 // Note: `Leave` does not check its caller; a leave by another thread still counts down.
 class VORX_API CPCriticalSection : public Buffers::CPObjectMemory {
 public:

@@ -1,8 +1,9 @@
 // Table-driven CRC, most significant bit first. Width 64 also folds eight bytes per step with
-// seven more tables (slicing by 8), and, where the processor multiplies without carries, 64 or
-// 256 bytes per step (crc_fold.cpp); its results equal the byte-wise update for every input.
+// seven more tables (slicing by 8), and, where the processor multiplies without carries, folds
+// everything from 16 bytes (crc_fold.cpp); its results equal the byte-wise update for every input.
 #include <vorx/buffers.h>
 
+#include "buffers/crc64.h"
 #include "buffers/crc_fold.h"
 
 #include <bit>
@@ -57,10 +58,7 @@ inline std::uint64_t _loadbigTail(unsigned char const * p, std::size_t length) {
 std::uint64_t _slice8(std::uint64_t const (&table)[256], std::uint64_t const (&slice)[7][256],
                       std::uint64_t crc, unsigned char const * p, std::size_t length) {
   for (; length >= 8; length -= 8, p += 8) {
-    std::uint64_t const x = crc ^ _loadbig64(p);
-    crc = slice[6][x >> 56] ^ slice[5][(x >> 48) & 0xFF] ^ slice[4][(x >> 40) & 0xFF] ^
-          slice[3][(x >> 32) & 0xFF] ^ slice[2][(x >> 24) & 0xFF] ^ slice[1][(x >> 16) & 0xFF] ^
-          slice[0][(x >> 8) & 0xFF] ^ table[x & 0xFF];
+    crc = _crcStep8(table, slice, crc ^ _loadbig64(p));
   }
   return crc;
 }
@@ -103,13 +101,9 @@ std::uint64_t CMachineCRC::Eval(void const * data, std::size_t length,
   unsigned char const * p = static_cast<unsigned char const *>(data);
   std::uint64_t crc = initial;
   if (shift == 56) {
-    unsigned char rest[16];
-    std::size_t const folded = _crcFold(p, length, crc, fold, rest);
-    if (folded != 0) {
-      // The remainder's CRC from zero is the CRC of the folded bytes.
-      crc = _slice8(table, slice, 0, rest, sizeof rest);
-      p += folded;
-      length -= folded;
+    std::uint64_t rest[2];
+    if (_crcFold(p, length, crc, fold, rest) != 0) {
+      return _crcStep8(table, slice, rest[0]) ^ rest[1];
     }
     crc = _slice8(table, slice, crc, p, length & ~std::size_t{7});
     p += length & ~std::size_t{7};

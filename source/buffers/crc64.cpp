@@ -3,11 +3,6 @@
 
 namespace VORX::Buffers {
 
-CMachineCRC const & _crc64() {
-  static CMachineCRC const crc(64, 0x42F0E1EBA9EA3693u);
-  return crc;
-}
-
 namespace {
 // Builds the tables at load, before any thread of the host can ask for them.
 CMachineCRC const & g_builtAtLoad = _crc64();

@@ -24,56 +24,43 @@ void _crcFoldConstants(std::uint64_t polynomial, std::uint64_t (&fold)[kFoldCons
 
 namespace {
 
-#define VORX_CLMUL __attribute__((target("pclmul,sse4.1,ssse3")))
 #define VORX_VPCLMUL                                                                               \
   __attribute__((target("vpclmulqdq,avx512f,avx512bw,avx512vl,pclmul,sse4.1,ssse3")))
 
-// Index of the constants of distance `bits` in the table.
-constexpr std::size_t _at(unsigned bits) {
-  for (std::size_t i = 0; i < sizeof(kFoldDistances) / sizeof(unsigned); ++i) {
-    if (kFoldDistances[i] == bits) {
-      return 2 * i;
-    }
-  }
-  return kFoldConstants;
-}
-
 VORX_CLMUL inline __m128i _reversed() {
-  return _mm_set_epi8(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
+  return _crcReversed();
 }
-
-// Sixteen bytes as a polynomial, the first byte's top bit the highest power.
 VORX_CLMUL inline __m128i _block(unsigned char const * p) {
-  return _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<__m128i const *>(p)), _reversed());
+  return _crcBlock(p);
 }
-
 VORX_CLMUL inline __m128i _constants(std::uint64_t const (&fold)[kFoldConstants], unsigned bits) {
-  std::size_t const i = _at(bits);
-  return _mm_set_epi64x(static_cast<long long>(fold[i + 1]), static_cast<long long>(fold[i]));
+  return _crcConstants(fold, bits);
 }
-
-// `a` times x^D (congruent, in 128 bits), for the constants `k` of distance D.
 VORX_CLMUL inline __m128i _fold(__m128i a, __m128i k) {
-  return _mm_xor_si128(_mm_clmulepi64_si128(a, k, 0x11), _mm_clmulepi64_si128(a, k, 0x00));
+  return _crcTimes(a, k);
 }
 
-// Folds the remaining whole blocks into `a`, then writes it to `rest`; returns the bytes used.
+// Folds the remaining whole blocks into `a`, then the last 1 to 15 bytes, and reduces it to
+// `rest` (see `_crcFold`); returns `length`.
 VORX_CLMUL std::size_t _finish(__m128i a, unsigned char const * p, std::size_t length,
                                std::size_t used, std::uint64_t const (&fold)[kFoldConstants],
-                               unsigned char (&rest)[16]) {
+                               std::uint64_t (&rest)[2]) {
   __m128i const k128 = _constants(fold, 128);
   for (; length - used >= 16; used += 16) {
     a = _mm_xor_si128(_fold(a, k128), _block(p + used));
   }
-  _mm_storeu_si128(reinterpret_cast<__m128i *>(rest), _mm_shuffle_epi8(a, _reversed()));
-  return used;
+  if (std::size_t const r = length - used; r != 0) {
+    a = _crcAppendLast(a, p + length, r, k128);
+  }
+  _crcReduce(a, k128, rest);
+  return length;
 }
 
 // Four 128-bit remainders, 64 bytes apart, while 64 bytes remain.
 VORX_CLMUL std::size_t _foldClmul(unsigned char const * p, std::size_t length,
                                   std::uint64_t initial,
                                   std::uint64_t const (&fold)[kFoldConstants],
-                                  unsigned char (&rest)[16]) {
+                                  std::uint64_t (&rest)[2]) {
   __m128i const start = _mm_set_epi64x(static_cast<long long>(initial), 0);
   __m128i x0 = _mm_xor_si128(_block(p), start);
   __m128i x1 = _block(p + 16);
@@ -108,11 +95,11 @@ VORX_VPCLMUL inline __m512i _fold512(__m512i a, __m512i k) {
                           _mm512_clmulepi64_epi128(a, k, 0x00));
 }
 
-// One 128-bit remainder, for 32 to 63 bytes (short texts): one fold per further block.
+// One 128-bit remainder, for 16 to 63 bytes (short texts): one fold per further block.
 VORX_CLMUL std::size_t _foldShort(unsigned char const * p, std::size_t length,
                                   std::uint64_t initial,
                                   std::uint64_t const (&fold)[kFoldConstants],
-                                  unsigned char (&rest)[16]) {
+                                  std::uint64_t (&rest)[2]) {
   __m128i const start = _mm_set_epi64x(static_cast<long long>(initial), 0);
   return _finish(_mm_xor_si128(_block(p), start), p, length, 16, fold, rest);
 }
@@ -121,7 +108,7 @@ VORX_CLMUL std::size_t _foldShort(unsigned char const * p, std::size_t length,
 VORX_VPCLMUL std::size_t _foldVpclmul(unsigned char const * p, std::size_t length,
                                       std::uint64_t initial,
                                       std::uint64_t const (&fold)[kFoldConstants],
-                                      unsigned char (&rest)[16]) {
+                                      std::uint64_t (&rest)[2]) {
   __m512i const start = _mm512_set_epi64(0, 0, 0, 0, 0, 0, static_cast<long long>(initial), 0);
   __m512i z0 = _mm512_xor_si512(_block512(p), start);
   __m512i z1 = _block512(p + 64);
@@ -158,11 +145,11 @@ VORX_VPCLMUL std::size_t _foldVpclmul(unsigned char const * p, std::size_t lengt
 } // namespace
 
 std::size_t _crcFold(unsigned char const * data, std::size_t length, std::uint64_t initial,
-                     std::uint64_t const (&fold)[kFoldConstants], unsigned char (&rest)[16]) {
+                     std::uint64_t const (&fold)[kFoldConstants], std::uint64_t (&rest)[2]) {
   if (length >= 256 && _cpuHas(_CpuCode::Vpclmul512)) {
     return _foldVpclmul(data, length, initial, fold, rest);
   }
-  if (length >= 32 && _cpuHas(_CpuCode::Clmul)) {
+  if (length >= 16 && _cpuHas(_CpuCode::Clmul)) {
     return length >= 64 ? _foldClmul(data, length, initial, fold, rest)
                         : _foldShort(data, length, initial, fold, rest);
   }

@@ -14,7 +14,10 @@
 #include <cstring>
 
 #include "buffers/crc64.h"
+#include "buffers/crc_fold.h"
+#include "core/cpu.h"
 #include "string/pool_record.h"
+#include "threading/critical_section.h"
 
 #if defined(__x86_64__)
 #include <emmintrin.h>
@@ -49,6 +52,9 @@ constexpr std::uint64_t kCompareUnits = 10;
 // ---- measuring and hashing ----
 
 constexpr std::size_t kChunk = 64;
+
+// A limit of this many units or more cannot be reached before the terminator.
+constexpr std::uint64_t kUnbounded = std::uint64_t{1} << 59;
 
 // UTF-8 texts of ASCII alone up to this many bytes are widened on the stack and hashed there.
 constexpr std::size_t kShortUTF8 = 128;
@@ -123,17 +129,9 @@ private:
   bool m_changed = false;
 };
 
-// Both hashes of `length` ASCII units; `upper` says whether any is an upper-case letter (else
-// the lowered text is the text, and so is its hash).
-template <class U> void _hashAscii(U const * p, std::uint64_t length, bool upper, _tagMeasure & m) {
+// The case-insensitive hash of `length` ASCII units.
+template <class U> std::uint64_t _hashLowered(U const * p, std::uint64_t length) {
   Buffers::CMachineCRC const & crc = Buffers::_crc64();
-  m.length = length;
-  m.utf8Size = length;
-  m.sHash = crc.Eval(p, length * sizeof(U), 0);
-  if (!upper) {
-    m.sHashi = m.sHash;
-    return;
-  }
   qefWChar lower[kChunk];
   std::uint64_t h = 0;
   for (std::uint64_t at = 0; at < length; at += kChunk) {
@@ -143,7 +141,16 @@ template <class U> void _hashAscii(U const * p, std::uint64_t length, bool upper
     }
     h = crc.Eval(lower, k * sizeof(qefWChar), h);
   }
-  m.sHashi = h;
+  return h;
+}
+
+// Both hashes of `length` ASCII units; `upper` says whether any is an upper-case letter (else
+// the lowered text is the text, and so is its hash).
+template <class U> void _hashAscii(U const * p, std::uint64_t length, bool upper, _tagMeasure & m) {
+  m.length = length;
+  m.utf8Size = length;
+  m.sHash = Buffers::_crc64().Eval(p, length * sizeof(U), 0);
+  m.sHashi = upper ? _hashLowered(p, length) : m.sHash;
 }
 
 // Whether the 16-bit text (at most `n` units, up to its terminator) is ASCII alone; if so,
@@ -264,10 +271,81 @@ inline bool _scanAsciiBytes(unsigned char const * p, std::uint64_t n, std::uint6
 #endif
 }
 
+#if defined(__x86_64__) && !defined(VORX_POOL_EXACT_READS)
+
+// A 16-bit text of ASCII alone of at least eight units that starts on a 16-byte boundary, scanned
+// and hashed in one pass: each aligned block (which never crosses a page) is tested for the
+// terminator, for units from 0x80 and for capitals, and folded into the CRC-64 as it is read.
+// False, with nothing measured, for any other text.
+template <class U>
+VORX_CLMUL bool _scanHashAligned(U const * p, _tagMeasure & m, std::uint64_t & units) {
+  Buffers::CMachineCRC const & crc = Buffers::_crc64();
+  __m128i const k128 = Buffers::_crcConstants(Buffers::_cCRCTables::Fold(crc), 128);
+  __m128i const reversed = Buffers::_crcReversed();
+  __m128i const zero = _mm_setzero_si128();
+  __m128i const high = _mm_set1_epi16(static_cast<short>(0xFF80));
+  __m128i const belowA = _mm_set1_epi16('A' - 1);
+  __m128i const aboveZ = _mm_set1_epi16('Z' + 1);
+  unsigned char const * const start = reinterpret_cast<unsigned char const *>(p);
+  __m128i folded = zero;
+  unsigned upperBits = 0;
+  for (unsigned char const * block = start;; block += 16) {
+    __m128i const v = _mm_load_si128(reinterpret_cast<__m128i const *>(block));
+    unsigned const terminators = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi16(v, zero)));
+    unsigned const wide =
+        ~static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi16(_mm_and_si128(v, high), zero))) &
+        0xFFFFu;
+    unsigned const letters = static_cast<unsigned>(
+        _mm_movemask_epi8(_mm_and_si128(_mm_cmpgt_epi16(v, belowA), _mm_cmpgt_epi16(aboveZ, v))));
+    if (terminators == 0) {
+      if (wide != 0) {
+        return false;
+      }
+      upperBits |= letters;
+      folded = _mm_xor_si128(Buffers::_crcTimes(folded, k128), _mm_shuffle_epi8(v, reversed));
+      continue;
+    }
+    unsigned const stop = static_cast<unsigned>(std::countr_zero(terminators));
+    unsigned const inside = (1u << stop) - 1;
+    std::size_t const bytes = static_cast<std::size_t>(block - start) + stop;
+    if ((wide & inside) != 0 || bytes < 16) {
+      return false;
+    }
+    folded = Buffers::_crcAppendLast(folded, start + bytes, stop, k128);
+    std::uint64_t rest[2];
+    Buffers::_crcReduce(folded, k128, rest);
+    m.sHash = Buffers::_crcStep8(Buffers::_cCRCTables::Table(crc), Buffers::_cCRCTables::Slice(crc),
+                                 rest[0]) ^
+              rest[1];
+    units = bytes / 2;
+    m.length = units;
+    m.utf8Size = units;
+    upperBits |= letters & inside;
+    m.sHashi = upperBits != 0 ? _hashLowered(p, units) : m.sHash;
+    return true;
+  }
+}
+
+#endif
+
+// `_scanHashAligned` where it can run (the text aligned as it asks); false where it cannot.
+template <class U> bool _measureAligned(U const * p, _tagMeasure & m, std::uint64_t & units) {
+#if defined(__x86_64__) && !defined(VORX_POOL_EXACT_READS)
+  return (reinterpret_cast<std::uintptr_t>(p) & 15) == 0 && _cpuHas(_CpuCode::Clmul) &&
+         _scanHashAligned(p, m, units);
+#else
+  (void)p, (void)m, (void)units;
+  return false;
+#endif
+}
+
 // 16-bit text: a text of ASCII alone is hashed where it lies in one piece; otherwise runs
 // without surrogates are hashed where they lie, pairs one at a time.
 template <class U>
 bool _measure16(U const * p, std::uint64_t n, _tagMeasure & m, std::uint64_t & units) {
+  if (n >= kUnbounded && _measureAligned(p, m, units)) {
+    return true;
+  }
   {
     std::uint64_t length = 0;
     bool upper = false;
@@ -763,23 +841,31 @@ struct _tagPool {
   Threading::CPInterfaceObject<CStringPoolMaintenance> request;
 };
 
-_tagPool & _pool() {
+__attribute__((always_inline)) inline _tagPool & _pool() {
   static _tagPool pool;
   return pool;
 }
 
 _tagPool & g_poolAtLoad = _pool();
 
-// Holds the pool lock for a scope.
+// Holds the pool lock for a scope; an uncontended entry and leave stay inline.
 class _cPoolLock {
 public:
-  explicit _cPoolLock(_tagPool & pool) : m_lock(pool.lock) { m_lock.Enter(); }
-  ~_cPoolLock() { m_lock.Leave(); }
+  explicit _cPoolLock(_tagPool & pool) : m_lock(Threading::_criticalSection(pool.lock)) {
+    if (m_lock) {
+      Threading::_enter(*m_lock, Threading::qefInfinite);
+    }
+  }
+  ~_cPoolLock() {
+    if (m_lock) {
+      Threading::_leave(*m_lock);
+    }
+  }
   _cPoolLock(_cPoolLock const &) = delete;
   _cPoolLock & operator=(_cPoolLock const &) = delete;
 
 private:
-  Threading::CPCriticalSection & m_lock;
+  Threading::_tagCriticalSection * m_lock;
 };
 
 } // namespace
@@ -953,7 +1039,7 @@ CPPoolString _utf8(unsigned char const * text, std::uint64_t n, bool create, boo
   }
   _tagSource src{{}, nullptr, text, &_writeUTF8};
   // A short text of ASCII alone is widened here once and hashed in one piece.
-  qefWChar wide[kShortUTF8];
+  alignas(16) qefWChar wide[kShortUTF8 + 1];
   std::uint64_t const limit = std::min<std::uint64_t>(n, kShortUTF8);
   std::uint64_t i = 0;
   bool upper = false;
@@ -961,7 +1047,11 @@ CPPoolString _utf8(unsigned char const * text, std::uint64_t n, bool create, boo
     for (std::uint64_t k = 0; k < i; ++k) {
       wide[k] = text[k];
     }
-    _hashAscii(wide, i, upper, src.m);
+    wide[i] = 0;
+    std::uint64_t units = 0;
+    if (!_measureAligned(wide, src.m, units)) {
+      _hashAscii(wide, i, upper, src.m);
+    }
     src.head = wide;
     return _lookup(src, create, ignoreCase);
   }

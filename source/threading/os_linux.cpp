@@ -10,13 +10,13 @@
 #include <cerrno>
 #include <cstdio>
 
+#include "threading/critical_section.h"
+
 namespace VORX::Threading::CurrentThread::OS {
 namespace {
 
 // The system priority last set on this thread; a new thread starts at 0 (normal).
 thread_local int t_priority = 0;
-// The identifier of this thread, read once.
-__attribute__((tls_model("initial-exec"))) thread_local std::uint32_t t_threadId = 0;
 
 // Whether this process may undo any priority change it makes, checked once, at the first change:
 // a thread put to idle scheduling or a higher nice value can come back only with CAP_SYS_NICE or
@@ -120,11 +120,14 @@ eThreadPriority GetThreadPriority() {
   return system <= -3 ? eThreadPriorityLowest : eThreadPriorityBelowNormal;
 }
 
+// Read once per thread; also read inline by the critical section (critical_section.h).
+__attribute__((tls_model("initial-exec"))) constinit thread_local std::uint32_t _tThreadId = 0;
+
 std::uint32_t GetCurrentThreadId() {
-  if (t_threadId == 0) {
-    t_threadId = static_cast<std::uint32_t>(syscall(SYS_gettid));
+  if (_tThreadId == 0) {
+    _tThreadId = static_cast<std::uint32_t>(syscall(SYS_gettid));
   }
-  return t_threadId;
+  return _tThreadId;
 }
 
 } // namespace VORX::Threading::CurrentThread::OS

@@ -4,6 +4,7 @@
 #include <vorx/threading.h>
 
 #include <atomic>
+#include <chrono>
 
 #include <boost/chrono.hpp>
 #include <boost/thread/condition_variable.hpp>
@@ -13,6 +14,7 @@
 #include <boost/thread/thread.hpp>
 
 #include "threading/block_access.h"
+#include "threading/critical_section.h"
 
 namespace VORX::Threading {
 namespace {
@@ -39,22 +41,12 @@ boost::chrono::steady_clock::time_point _deadline(std::uint32_t ms) {
 }
 
 std::uint32_t _me() {
-  return CurrentThread::OS::GetCurrentThreadId();
+  return _currentThreadId();
 }
 
 // ---- payloads ----
 
 struct _tagMutex {
-  boost::timed_mutex mutex;
-};
-
-// Owner fields are written only by the thread that holds the lock and read by others only to
-// compare with their own identifier. A thread never reads its own identifier back after it
-// cleared it (coherence of one atomic), so relaxed loads and stores suffice; the mutex orders
-// everything else.
-struct _tagCriticalSection {
-  std::atomic<std::uint32_t> count{0};
-  std::atomic<std::uint32_t> owner{0};
   boost::timed_mutex mutex;
 };
 
@@ -179,46 +171,62 @@ std::size_t CPCriticalSection::GetTypeID() {
   return reinterpret_cast<std::size_t>(&_tClass<_tagCriticalSection>::table);
 }
 
+// No spinning before sleeping: measured with the string pool's lookups on two threads it cost
+// time, as the spinner's reads pull the word away from the holder, whose leave must fetch it back.
+bool _enterContended(_tagCriticalSection & cs, std::uint32_t ms) {
+  using Clock = std::chrono::steady_clock;
+  Clock::time_point const deadline = Clock::now() + std::chrono::milliseconds(ms);
+  bool slept = false;
+  for (;;) {
+    std::uint32_t word = cs.word.load(std::memory_order_relaxed);
+    if ((word & _tagCriticalSection::kCount) == 0) {
+      // Taken by one that slept, the flag stays set: others may still sleep.
+      std::uint32_t const taken = slept ? _tagCriticalSection::kSleepers | 1 : word + 1;
+      if (cs.word.compare_exchange_weak(word, taken, std::memory_order_acquire,
+                                        std::memory_order_relaxed)) {
+        return true;
+      }
+      continue;
+    }
+    if (ms == 0 || (ms != qefInfinite && Clock::now() >= deadline)) {
+      return false;
+    }
+    if ((word & _tagCriticalSection::kSleepers) == 0 &&
+        !cs.word.compare_exchange_weak(word, word | _tagCriticalSection::kSleepers,
+                                       std::memory_order_relaxed, std::memory_order_relaxed)) {
+      continue;
+    }
+    std::uint32_t const seen = word | _tagCriticalSection::kSleepers;
+    std::unique_lock<std::mutex> sleep(cs.eventLock);
+    while (cs.word.load(std::memory_order_relaxed) == seen) {
+      if (ms == qefInfinite) {
+        cs.event.wait(sleep);
+      } else if (cs.event.wait_until(sleep, deadline) == std::cv_status::timeout) {
+        break;
+      }
+    }
+    slept = true;
+  }
+}
+
+void _wakeOne(_tagCriticalSection & cs) {
+  { std::lock_guard<std::mutex> const hold(cs.eventLock); }
+  cs.event.notify_one();
+}
+
 bool CPCriticalSection::Enter() {
-  return TryEnter(qefInfinite);
+  _tagCriticalSection * cs = _criticalSection(*this);
+  return cs && _enter(*cs, qefInfinite);
 }
 
 bool CPCriticalSection::TryEnter(std::uint32_t ms) {
-  _tagCriticalSection * cs = _payload<_tagCriticalSection>(*this);
-  if (!cs) {
-    return false;
-  }
-  std::uint32_t const me = _me();
-  if (cs->owner.load(std::memory_order_relaxed) == me) {
-    cs->count.fetch_add(1, std::memory_order_relaxed);
-    return true;
-  }
-  if (ms == qefInfinite) {
-    cs->mutex.lock();
-  } else if (!cs->mutex.try_lock_until(_deadline(ms))) {
-    return false;
-  }
-  cs->owner.store(me, std::memory_order_relaxed);
-  cs->count.store(1, std::memory_order_relaxed);
-  return true;
+  _tagCriticalSection * cs = _criticalSection(*this);
+  return cs && _enter(*cs, ms);
 }
 
 bool CPCriticalSection::Leave() {
-  _tagCriticalSection * cs = _payload<_tagCriticalSection>(*this);
-  if (!cs) {
-    return false;
-  }
-  std::uint32_t count = cs->count.load(std::memory_order_relaxed);
-  do {
-    if (count == 0) {
-      return false;
-    }
-  } while (!cs->count.compare_exchange_weak(count, count - 1, std::memory_order_relaxed));
-  if (count == 1) {
-    cs->owner.store(0, std::memory_order_relaxed);
-    cs->mutex.unlock();
-  }
-  return true;
+  _tagCriticalSection * cs = _criticalSection(*this);
+  return cs && _leave(*cs);
 }
 
 // ---- CPRWInterlock ----

@@ -1,4 +1,5 @@
 #include <atomic>
+#include <chrono>
 #include <latch>
 #include <thread>
 #include <vector>
@@ -50,6 +51,45 @@ TEST(Locks, OwnersReenterAndOthersWaitForTheLastLeave) {
   std::thread([&] { EXPECT_TRUE(rw.TryEnterRead(0) && rw.LeaveRead()) << "readers share"; }).join();
   EXPECT_FALSE(rw.TryEnter(0)) << "a reader asking to write is no owner";
   WaitsForRelease([&] { EXPECT_TRUE(rw.Enter() && rw.Leave()); }, [&] { rw.LeaveRead(); });
+}
+
+// Threads that pass the lock back and forth, nested, lose no update of what it guards; a count
+// left unordered by the lock would also be a data race under the thread sanitizer.
+TEST(CriticalSection, ContendedNestedEntriesKeepTheGuardedCountExact) {
+  CPCriticalSection cs;
+  constexpr int kThreads = 3;
+  constexpr int kRounds = 20000;
+  long guarded = 0;
+  {
+    std::vector<std::jthread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+      threads.emplace_back([&] {
+        for (int i = 0; i < kRounds; ++i) {
+          ASSERT_TRUE(cs.Enter() && (i % 2 == 0 ? cs.Enter() : cs.TryEnter(0)));
+          ++guarded;
+          ASSERT_TRUE(cs.Leave() && cs.Leave());
+        }
+      });
+    }
+  }
+  EXPECT_EQ(guarded, long{kThreads} * kRounds);
+  EXPECT_FALSE(cs.Leave()) << "every entry was left";
+}
+
+// A waiter that gives up must not take with it the wake-up another waiter needs.
+TEST(CriticalSection, AWaiterThatTimesOutLeavesTheOtherWaiterToBeWoken) {
+  CPCriticalSection cs;
+  ASSERT_TRUE(cs.Enter());
+  WaitsForRelease([&] { EXPECT_TRUE(cs.Enter() && cs.Leave()); },
+                  [&] {
+                    std::thread([&] {
+                      auto const start = std::chrono::steady_clock::now();
+                      EXPECT_FALSE(cs.TryEnter(40));
+                      EXPECT_GE(std::chrono::steady_clock::now() - start,
+                                std::chrono::milliseconds(35));
+                    }).join();
+                    EXPECT_TRUE(cs.Leave());
+                  });
 }
 
 // A manual reset event stays signalled for all waiters, an automatic one is consumed by one. A
