@@ -4,105 +4,43 @@
 // against output assembled here by hand.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <vector>
 
 #include <vorx/xml.h>
 
-#include "../../source/xml/xmlreader.h"
 #include "support/memory_hooks.h"
+#include "xmlnode_support.h"
+#include "xmltree_support.h"
 
 namespace {
 
 using namespace VORX::XML;
 using VORX::Buffers::CPPlainMemory;
 using VORX::String::CPPoolString;
+using vorx::test::Text;
 
-// The reader's items as a plain tree, for comparison with the tree the library builds.
-struct Plain {
-  std::u16string name;
-  std::vector<std::pair<std::u16string, std::u16string>> attributes;
-  std::u16string data;
-  std::vector<Plain> children;
-};
-
-class PlainSink final : public _IXMLItemSink {
-public:
-  bool StartElement(char16_t const * name, std::size_t length) override {
-    Plain * node = &root;
-    if (!open.empty()) {
-      open.back()->children.emplace_back();
-      node = &open.back()->children.back();
-    }
-    node->name.assign(name, length);
-    open.push_back(node);
-    return true;
+// The tree keeps no attribute without a value; the reader reports them all.
+void DropEmptyAttributes(vorx::test::XmlNode & node) {
+  std::erase_if(node.attributes, [](auto const & a) { return a.second.empty(); });
+  for (vorx::test::XmlNode & child : node.children) {
+    DropEmptyAttributes(child);
   }
-  bool Attribute(char16_t const * name, std::size_t nameLength, char16_t const * value,
-                 std::size_t valueLength) override {
-    if (valueLength != 0) { // the tree keeps no attribute without a value
-      open.back()->attributes.emplace_back(std::u16string(name, nameLength),
-                                           std::u16string(value, valueLength));
-    }
-    return true;
-  }
-  bool Data(char16_t const * text, std::size_t length) override {
-    open.back()->data.assign(text, length);
-    return true;
-  }
-  bool EndElement() override {
-    open.pop_back();
-    return true;
-  }
-  Plain root;
-  std::vector<Plain *> open;
-};
-
-std::u16string Text(CPPoolString const & s) {
-  return std::u16string(static_cast<char16_t const *>(s), s.len());
 }
 
-// Empty when equal, else the path to the first difference.
-std::string Diff(Plain const & want, CPXMLObject const & got, std::string const & path) {
-  if (Text(got.GetName()) != want.name) {
-    return path + ": name";
-  }
-  if (Text(got.GetData()) != want.data) {
-    return path + ": data";
-  }
-  if (got.GetNAttributes() != want.attributes.size()) {
-    return path + ": attribute count";
-  }
-  for (std::size_t i = 0; i < want.attributes.size(); ++i) {
-    CPPoolString name;
-    CPPoolString value;
-    got.GetAttribute(i, name, value);
-    if (Text(name) != want.attributes[i].first || Text(value) != want.attributes[i].second) {
-      return path + ": attribute " + std::to_string(i);
-    }
-  }
-  std::uint64_t count = 0;
-  CPXMLObject * children = got.GetElements(count);
-  if (count != want.children.size()) {
-    return path + ": child count";
-  }
-  for (std::size_t i = 0; i < count; ++i) {
-    std::string const d = Diff(want.children[i], children[i], path + "/" + std::to_string(i));
-    if (!d.empty()) {
-      return d;
-    }
-  }
-  return "";
-}
-
-std::string Diff(std::string const & document, CXMLDoc & doc) {
-  PlainSink sink;
+// Empty when the parsed tree holds what the item reader reports, else both text forms.
+std::u16string Diff(std::string const & document, CXMLDoc & doc) {
+  vorx::test::XmlTreeSink sink;
   auto const * bytes = reinterpret_cast<std::uint8_t const *>(document.data());
   if (_XMLReadDocument(bytes, document.size(), sink).code != kXMLNoError) {
-    return "the reader refused the document";
+    return u"the reader refused the document";
   }
-  return Diff(sink.root, doc.GetRootElement(), "");
+  DropEmptyAttributes(sink.root);
+  std::u16string const want = vorx::test::XmlText(sink.root);
+  std::u16string const got = vorx::test::TreeText(doc.GetRootElement());
+  return want == got ? u"" : want + u"\n" + got;
 }
 
 bool Parse(CXMLDoc & doc, std::string const & text) {
@@ -166,7 +104,7 @@ TEST(XmlSpeedPaths, ParsedTreesMatchTheReadersItems) {
   for (Row const & row : rows) {
     CXMLDoc doc;
     ASSERT_TRUE(Parse(doc, row.text)) << row.what;
-    EXPECT_EQ(Diff(row.text, doc), "") << row.what;
+    EXPECT_EQ(Diff(row.text, doc), u"") << row.what;
   }
   // Names come from the pool: the same record as a text interned elsewhere.
   CXMLDoc doc;
@@ -232,7 +170,7 @@ TEST(XmlSpeedPaths, FailedAllocationsWhileCachingAndSizingLeaveNothingBehind) {
     }
     if (ok) {
       completed = true;
-      EXPECT_EQ(Diff(text, doc), "") << successes;
+      EXPECT_EQ(Diff(text, doc), u"") << successes;
     } else {
       EXPECT_TRUE(doc.GetRootElement().IsDefault()) << successes;
       EXPECT_EQ(doc.GetErrorInfo(nullptr, nullptr), 18u) << successes;
