@@ -124,6 +124,139 @@ bool _writeAttributeValue(_IXMLOut & out, CPPoolString const & value) {
   return out.Write(text + start, length - start);
 }
 
+// Narrows `count` units to bytes at `to`; false when one of them is not ASCII (the bytes are
+// then left uncommitted and the caller takes the encoder's path).
+bool _copyAscii(std::uint8_t * to, qefWChar const * from, std::size_t count) {
+  unsigned bits = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    bits |= from[i];
+    to[i] = std::uint8_t(from[i]);
+  }
+  return bits < 0x80;
+}
+
+template <std::size_t N> std::uint8_t * _putLiteral(std::uint8_t * to, char16_t const (&text)[N]) {
+  for (std::size_t i = 0; i + 1 < N; ++i) {
+    to[i] = std::uint8_t(text[i]);
+  }
+  return to + (N - 1);
+}
+
+// Texts of at most this many units take the short paths, so that a value with every character
+// escaped still fits in an empty buffer.
+constexpr std::uint64_t kShortText = _CXMLOut::kBufferSize / 16;
+
+// A short text whose UTF-8 form has a byte per character: ASCII, or a text with surrogate pairs,
+// which `_copyAscii` turns away.
+bool _short(CPPoolString const & text) {
+  std::uint64_t const length = text.len();
+  return length <= kShortText && text.UTF8Size() == length;
+}
+
+// `prefix`, `text`, `suffix` and, with `line`, a line end.
+template <std::size_t P, std::size_t S>
+bool _writeMarked(_CXMLOut & out, char16_t const (&prefix)[P], CPPoolString const & text,
+                  char16_t const (&suffix)[S], bool line) {
+  if (_short(text)) {
+    auto const length = std::size_t(text.len());
+    if (std::uint8_t * const at = out.Room(P + S + length)) {
+      std::uint8_t * end = _putLiteral(at, prefix);
+      if (_copyAscii(end, text, length)) {
+        end = _putLiteral(end + length, suffix);
+        out.Commit(line ? out.LineEnd(end) : end);
+        return true;
+      }
+    }
+  }
+  return _write(out, prefix) && _write(out, text) && _write(out, suffix) &&
+         (!line || out.NewLine());
+}
+
+// `text` and a line end.
+template <std::size_t N> bool _writeLine(_CXMLOut & out, char16_t const (&text)[N]) {
+  if (std::uint8_t * const at = out.Room(N + 1)) {
+    out.Commit(out.LineEnd(_putLiteral(at, text)));
+    return true;
+  }
+  return _write(out, text) && out.NewLine();
+}
+
+// ` name="value"`, the special characters of the value written as entities.
+bool _writeAttribute(_CXMLOut & out, CPPoolString const & name, CPPoolString const & value) {
+  if (_short(name) && _short(value)) {
+    auto const nameLength = std::size_t(name.len());
+    auto const valueLength = std::size_t(value.len());
+    if (std::uint8_t * const at = out.Room(4 + nameLength + 6 * valueLength)) {
+      at[0] = ' ';
+      bool ascii = _copyAscii(at + 1, name, nameLength);
+      std::uint8_t * end = at + 1 + nameLength;
+      end[0] = '=';
+      end[1] = '"';
+      end += 2;
+      qefWChar const * const text = value;
+      for (std::size_t i = 0; i < valueLength && ascii; ++i) {
+        qefWChar const c = text[i];
+        switch (c) {
+        case '&':
+          std::memcpy(end, "&amp;", 5);
+          end += 5;
+          break;
+        case '<':
+          std::memcpy(end, "&lt;", 4);
+          end += 4;
+          break;
+        case '>':
+          std::memcpy(end, "&gt;", 4);
+          end += 4;
+          break;
+        case '"':
+          std::memcpy(end, "&quot;", 6);
+          end += 6;
+          break;
+        case '\'':
+          std::memcpy(end, "&apos;", 6);
+          end += 6;
+          break;
+        default:
+          ascii = c < 0x80;
+          *end++ = std::uint8_t(c);
+        }
+      }
+      *end++ = '"';
+      if (ascii) {
+        out.Commit(end);
+        return true;
+      }
+    }
+  }
+  return _write(out, u" ") && _write(out, name) && _write(out, u"=\"") &&
+         _writeAttributeValue(out, value) && _write(out, u"\"");
+}
+
+// The end of an element with data: `>`, the data, the end tag and a line end.
+bool _writeDataEnd(_CXMLOut & out, CPPoolString const & name, CPPoolString const & data) {
+  if (_short(name) && _short(data) && !_needsProtection(data, data.len())) {
+    auto const nameLength = std::size_t(name.len());
+    auto const dataLength = std::size_t(data.len());
+    if (std::uint8_t * const at = out.Room(6 + nameLength + dataLength)) {
+      at[0] = '>';
+      if (_copyAscii(at + 1, data, dataLength)) {
+        std::uint8_t * end = at + 1 + dataLength;
+        end[0] = '<';
+        end[1] = '/';
+        if (_copyAscii(end + 2, name, nameLength)) {
+          end += 2 + nameLength;
+          *end++ = '>';
+          out.Commit(out.LineEnd(end));
+          return true;
+        }
+      }
+    }
+  }
+  return _write(out, u">") && _writeData(out, data) && _write(out, u"</") && _write(out, name) &&
+         _write(out, u">") && out.NewLine();
+}
+
 // Asks for the blocks behind the handles of `node` (each handle is one pointer to its block):
 // its data record and its attribute array, so they are in the cache when it is written.
 void _prefetchBlocks(tagXMLNODE const * node) {
@@ -472,7 +605,7 @@ bool _CMemOut::Finish(Buffers::CPPlainMemory & out) {
   return true;
 }
 
-bool _XMLWriteElement(_IXMLOut & out, CPXMLObject const & root) {
+bool _XMLWriteElement(_CXMLOut & out, CPXMLObject const & root) {
   struct tagSTACK {
     tagWRITEFRAME * frames = nullptr;
     std::size_t size = 0;
@@ -509,25 +642,23 @@ bool _XMLWriteElement(_IXMLOut & out, CPXMLObject const & root) {
     if (static_cast<qefWChar const *>(node->name)[0] == '<') {
       return stack.Push({node, 0, true});
     }
-    if (!_write(out, u"<") || !_write(out, node->name)) {
+    if (!_writeMarked(out, u"<", node->name, u"", false)) {
       return false;
     }
     std::size_t const pairs = node->attributes.GetNItems();
     CPPoolString const * const attributes = node->attributes.items();
     for (std::size_t i = 0; i + 1 < pairs; i += 2) {
-      if (!_write(out, u" ") || !_write(out, attributes[i]) || !_write(out, u"=\"") ||
-          !_writeAttributeValue(out, attributes[i + 1]) || !_write(out, u"\"")) {
+      if (!_writeAttribute(out, attributes[i], attributes[i + 1])) {
         return false;
       }
     }
     switch (node->state) {
     case kXMLStateEmpty:
-      return _write(out, u"/>") && out.NewLine();
+      return _writeLine(out, u"/>");
     case kXMLStateData:
-      return _write(out, u">") && _writeData(out, node->data) && _write(out, u"</") &&
-             _write(out, node->name) && _write(out, u">") && out.NewLine();
+      return _writeDataEnd(out, node->name, node->data);
     case kXMLStateElements:
-      if (!_write(out, u">") || !out.NewLine()) {
+      if (!_writeLine(out, u">")) {
         return false;
       }
       out.IndentIn();
@@ -578,7 +709,7 @@ bool _XMLWriteElement(_IXMLOut & out, CPXMLObject const & root) {
     --stack.size;
     if (!container) {
       out.IndentOut();
-      if (!_write(out, u"</") || !_write(out, node->name) || !_write(out, u">") || !out.NewLine()) {
+      if (!_writeMarked(out, u"</", node->name, u">", true)) {
         return false;
       }
     }

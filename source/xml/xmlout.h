@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 #include <vorx/files.h>
 #include <vorx/xml.h>
@@ -58,6 +59,36 @@ public:
   bool NewLine() override;
   void SetError() override { m_failed = true; }
   bool Failed() const { return m_failed; }
+
+  // The short path for UTF-8 output: writes the pending indentation and answers where `count`
+  // more bytes fit in the buffer. Null (nothing written) for the other encodings or when the
+  // buffer lacks the room; the caller then takes `Write`. Bytes placed there count from
+  // `Commit`.
+  std::uint8_t * Room(std::size_t count) {
+    std::uint64_t const indent = m_pendingIndent && m_indent ? m_depth * 2 : 0;
+    if (m_encoding != eXMLEncodingUTF8 || indent > m_free || count > m_free - indent) {
+      return nullptr;
+    }
+    std::uint8_t * const at = m_buffer + (kBufferSize - m_free);
+    if (indent != 0) {
+      std::memset(at, ' ', std::size_t(indent));
+      m_free -= std::size_t(indent);
+    }
+    m_pendingIndent = false;
+    return at + indent;
+  }
+  // Ends the line at `at` as `NewLine` does (room for two bytes is the caller's); the end.
+  std::uint8_t * LineEnd(std::uint8_t * at) {
+    if (!m_indent) {
+      return at;
+    }
+    at[0] = '\r';
+    at[1] = '\n';
+    m_pendingIndent = true;
+    return at + 2;
+  }
+  // The bytes up to `end`, placed after `Room`, are written.
+  void Commit(std::uint8_t const * end) { m_free = kBufferSize - std::size_t(end - m_buffer); }
 
 protected:
   std::size_t Used() const { return kBufferSize - m_free; }
@@ -123,6 +154,6 @@ private:
 // Writes `node` and its subtree. False for a node without a name, a processing instruction
 // without data, a node with both children and data, or a failed write. Walks the tree with an
 // explicit stack, so any depth is written.
-bool _XMLWriteElement(_IXMLOut & out, CPXMLObject const & node);
+bool _XMLWriteElement(_CXMLOut & out, CPXMLObject const & node);
 
 } // namespace VORX::XML

@@ -91,6 +91,21 @@ TEST(XmlOut, EncodingsWriteTheirDeclarationAndAZeroCharacterLast) {
   EXPECT_EQ(out.GetMemorySize(), 0u);
 }
 
+// A text with a pair counts it as one character of one UTF-8 byte, like ASCII: the writer must
+// still take it through the encoder (the pair written as one byte, the text's last unit cut).
+TEST(XmlOut, PairsInShortTextsGoThroughTheEncoder) {
+  CPPoolString const paired(u"a\U0001F600bc");
+  ASSERT_EQ(paired.len(), paired.UTF8Size());
+  CPXMLObject node = Named(u"n");
+  ASSERT_TRUE(node.AddAttribute(CPPoolString(u"v"), CXMLValue(paired)));
+  CPXMLObject child = Named(u"c");
+  ASSERT_EQ(node.Add(child).sIndex(), 1u);
+  ASSERT_TRUE(child.Add(CXMLValue(paired)));
+  EXPECT_EQ(Utf8Out(node, false), std::string(kDecl) + "<n v=\"a\x01"
+                                                       "b\"><c>a\x01"
+                                                       "b</c></n>");
+}
+
 class XmlOutFile : public ::testing::Test {
 protected:
   vorx::test::WidePath Path(char const * name) const { return temp.WPath(name); }
