@@ -38,6 +38,15 @@ constexpr bool _isSpecial(qefWChar c) {
   return c == '&' || c == '<' || c == '>' || c == '"' || c == '\'';
 }
 
+// One class per ASCII character: 1 for the special characters, 2 for white space.
+constexpr auto kClass = [] {
+  std::array<std::uint8_t, 128> table{};
+  for (unsigned c = 0; c < 128; ++c) {
+    table[c] = _isSpecial(qefWChar(c)) ? 1 : _isBlank(qefWChar(c)) ? 2 : 0;
+  }
+  return table;
+}();
+
 // Data that would not read back as it stands is written as CDATA.
 bool _needsProtection(qefWChar const * data, std::uint64_t length) {
   if (length == 0) {
@@ -46,14 +55,6 @@ bool _needsProtection(qefWChar const * data, std::uint64_t length) {
   if (_isBlank(data[0]) || _isBlank(data[length - 1])) {
     return true;
   }
-  // One table look-up per character: 1 for the special characters, 2 for white space.
-  static constexpr auto kClass = [] {
-    std::array<std::uint8_t, 128> table{};
-    for (unsigned c = 0; c < 128; ++c) {
-      table[c] = _isSpecial(qefWChar(c)) ? 1 : _isBlank(qefWChar(c)) ? 2 : 0;
-    }
-    return table;
-  }();
   unsigned previous = 0;
   for (std::uint64_t i = 0; i < length; ++i) {
     unsigned const c = data[i] < 128 ? kClass[data[i]] : 0;
@@ -63,6 +64,30 @@ bool _needsProtection(qefWChar const * data, std::uint64_t length) {
     previous = c;
   }
   return false;
+}
+
+// Narrows ASCII data that needs no protection to bytes at `to` in the same pass as the checks;
+// false when a unit is not ASCII or the data needs protection (the bytes are then left
+// uncommitted).
+bool _copyPlainData(std::uint8_t * to, qefWChar const * data, std::size_t length) {
+  if (length == 0) {
+    return true;
+  }
+  if (_isBlank(data[0]) || _isBlank(data[length - 1])) {
+    return false;
+  }
+  unsigned bits = 0;
+  unsigned bad = 0;
+  unsigned previous = 0;
+  for (std::size_t i = 0; i < length; ++i) {
+    qefWChar const unit = data[i];
+    unsigned const c = kClass[unit & 0x7F];
+    bits |= unit;
+    bad |= (c & 1) | (c & previous & 2);
+    previous = c;
+    to[i] = std::uint8_t(unit);
+  }
+  return bits < 0x80 && bad == 0;
 }
 
 bool _writeData(_IXMLOut & out, CPPoolString const & data) {
@@ -235,12 +260,12 @@ bool _writeAttribute(_CXMLOut & out, CPPoolString const & name, CPPoolString con
 
 // The end of an element with data: `>`, the data, the end tag and a line end.
 bool _writeDataEnd(_CXMLOut & out, CPPoolString const & name, CPPoolString const & data) {
-  if (_short(name) && _short(data) && !_needsProtection(data, data.len())) {
+  if (_short(name) && _short(data)) {
     auto const nameLength = std::size_t(name.len());
     auto const dataLength = std::size_t(data.len());
     if (std::uint8_t * const at = out.Room(6 + nameLength + dataLength)) {
       at[0] = '>';
-      if (_copyAscii(at + 1, data, dataLength)) {
+      if (_copyPlainData(at + 1, data, dataLength)) {
         std::uint8_t * end = at + 1 + dataLength;
         end[0] = '<';
         end[1] = '/';
@@ -291,6 +316,7 @@ void _prefetchValues(tagXMLNODE const * node) {
 // them, are asked for.
 constexpr std::size_t kNodeAhead = 6;
 constexpr std::size_t kBlocksAhead = 3;
+constexpr std::size_t kValuesAhead = 2;
 
 // One open element of the serialiser's walk.
 struct tagWRITEFRAME {
@@ -691,9 +717,11 @@ bool _XMLWriteElement(_CXMLOut & out, CPXMLObject const & root) {
       if (frame.next + kBlocksAhead < count) {
         _prefetchBlocks(_CXMLNodeAccess::Record(children[frame.next + kBlocksAhead]));
       }
+      if (frame.next + kValuesAhead < count) {
+        _prefetchValues(_CXMLNodeAccess::Record(children[frame.next + kValuesAhead]));
+      }
       if (frame.next + 1 < count) {
         tagXMLNODE const * const next = _CXMLNodeAccess::Record(children[frame.next + 1]);
-        _prefetchValues(next);
         for (std::size_t i = 0; i < kNodeAhead && i < next->elements.GetNItems(); ++i) {
           __builtin_prefetch(_CXMLNodeAccess::Record(next->elements.items()[i]));
         }
