@@ -572,48 +572,46 @@ _CMemOut::~_CMemOut() {
 }
 
 void _CMemOut::Release() {
-  while (m_first != nullptr) {
-    tagCHUNK * const next = m_first->next;
-    Core::OS::_ffree(m_first);
-    m_first = next;
+  for (std::size_t i = 0; i < m_count; ++i) {
+    Core::OS::_ffree(m_chunks[i].bytes);
   }
-  m_current = nullptr;
-  m_fill = 0;
+  Core::OS::_ffree(m_chunks);
+  m_chunks = nullptr;
+  m_count = 0;
+  m_capacity = 0;
 }
 
 bool _CMemOut::Flush() {
-  std::uint8_t const * from = Buffer();
-  std::size_t left = Used();
-  while (left > 0) {
-    if (m_current == nullptr || m_fill == kBufferSize) {
-      auto * const chunk = static_cast<tagCHUNK *>(Core::OS::_falloc(sizeof(tagCHUNK)));
-      if (chunk == nullptr) {
-        return false;
-      }
-      chunk->next = nullptr;
-      (m_current != nullptr ? m_current->next : m_first) = chunk;
-      m_current = chunk;
-      m_fill = 0;
-    }
-    std::size_t const piece = left < kBufferSize - m_fill ? left : kBufferSize - m_fill;
-    std::memcpy(m_current->bytes + m_fill, from, piece);
-    m_fill += piece;
-    from += piece;
-    left -= piece;
+  std::size_t const used = Used();
+  if (used == 0) {
+    return true;
   }
-  MarkEmpty();
+  if (m_count == m_capacity) {
+    std::size_t const grown = m_capacity == 0 ? 64 : m_capacity * 2;
+    void * const block = Core::OS::_frealloc(m_chunks, grown * sizeof(tagCHUNK));
+    if (block == nullptr) {
+      return false;
+    }
+    m_chunks = static_cast<tagCHUNK *>(block);
+    m_capacity = grown;
+  }
+  auto * const fresh = static_cast<std::uint8_t *>(Core::OS::_falloc(kBufferSize));
+  if (fresh == nullptr) {
+    return false;
+  }
+  m_chunks[m_count++] = {SwapBuffer(fresh), used};
   return true;
 }
 
 bool _CMemOut::Finish(Buffers::CPPlainMemory & out) {
   qefWChar const zero = 0;
-  if (Failed() || !Write(&zero, 1) || !Flush()) {
+  if (Failed() || !Write(&zero, 1)) {
     Release();
     return false;
   }
-  std::size_t total = 0;
-  for (tagCHUNK const * c = m_first; c != nullptr; c = c->next) {
-    total += c == m_current ? m_fill : kBufferSize;
+  std::size_t total = Used();
+  for (std::size_t i = 0; i < m_count; ++i) {
+    total += m_chunks[i].used;
   }
   Buffers::CPPlainMemory joined;
   if (!joined.Alloc(total)) {
@@ -621,11 +619,11 @@ bool _CMemOut::Finish(Buffers::CPPlainMemory & out) {
     return false;
   }
   auto * to = static_cast<std::uint8_t *>(static_cast<void *>(joined));
-  for (tagCHUNK const * c = m_first; c != nullptr; c = c->next) {
-    std::size_t const size = c == m_current ? m_fill : kBufferSize;
-    std::memcpy(to, c->bytes, size);
-    to += size;
+  for (std::size_t i = 0; i < m_count; ++i) {
+    std::memcpy(to, m_chunks[i].bytes, m_chunks[i].used);
+    to += m_chunks[i].used;
   }
+  std::memcpy(to, Buffer(), Used());
   Release();
   out = joined;
   return true;

@@ -94,6 +94,14 @@ protected:
   std::size_t Used() const { return kBufferSize - m_free; }
   std::uint8_t const * Buffer() const { return m_buffer; }
   void MarkEmpty() { m_free = kBufferSize; }
+  // Hands the buffer (a `_falloc` block of `kBufferSize` bytes) to the caller and takes `fresh`,
+  // a block of the same size, as the new, empty buffer.
+  std::uint8_t * SwapBuffer(std::uint8_t * fresh) {
+    std::uint8_t * const full = m_buffer;
+    m_buffer = fresh;
+    m_free = kBufferSize;
+    return full;
+  }
 
 private:
   // Kept out of line: inlined into writes of short constants, its four-unit ASCII step draws
@@ -130,25 +138,26 @@ private:
   Files::OS::CFile m_file;
 };
 
-// Output to a chain of 16384-byte chunks, joined into one block by `Finish`.
+// Output to a list of the writer's filled buffers, joined into one block by `Finish`: a full
+// buffer is kept as it stands and a fresh one takes its place, so the bytes are copied once.
 class _CMemOut final : public _CXMLOut {
 public:
   _CMemOut() = default;
   ~_CMemOut() override;
   bool Flush() override;
-  // Writes the terminating zero character, flushes and hands the joined output to `out`. False
-  // (chunks released, `out` untouched) when the writer failed or a step fails.
+  // Writes the terminating zero character and hands the joined output to `out`. False (buffers
+  // released, `out` untouched) when the writer failed or a step fails.
   bool Finish(Buffers::CPPlainMemory & out);
 
 private:
   struct tagCHUNK {
-    tagCHUNK * next;
-    std::uint8_t bytes[kBufferSize];
+    std::uint8_t * bytes; // a former buffer
+    std::size_t used;
   };
   void Release();
-  tagCHUNK * m_first = nullptr;
-  tagCHUNK * m_current = nullptr;
-  std::size_t m_fill = 0; // bytes used in the current chunk
+  tagCHUNK * m_chunks = nullptr;
+  std::size_t m_count = 0;
+  std::size_t m_capacity = 0;
 };
 
 // Writes `node` and its subtree. False for a node without a name, a processing instruction
