@@ -259,22 +259,41 @@ bool _writeAttribute(_CXMLOut & out, CPPoolString const & name, CPPoolString con
 }
 
 // The end of an element with data: `>`, the data, the end tag and a line end.
+// Writes ASCII `data` at `to` as CDATA, a "]]>" in it split after its "]]"; the end, or null when
+// a unit is not ASCII (the bytes are then left uncommitted).
+std::uint8_t * _putCData(std::uint8_t * to, qefWChar const * data, std::size_t length) {
+  to = _putLiteral(to, u"<![CDATA[");
+  unsigned bits = 0;
+  for (std::size_t i = 0; i < length; ++i) {
+    qefWChar const unit = data[i];
+    bits |= unit;
+    if (unit == '>' && i >= 2 && data[i - 1] == ']' && data[i - 2] == ']') {
+      to = _putLiteral(to, u"]]><![CDATA[");
+    }
+    *to++ = std::uint8_t(unit);
+  }
+  return bits < 0x80 ? _putLiteral(to, u"]]>") : nullptr;
+}
+
+// The end of an element with data: `>`, the data, the end tag and a line end.
 bool _writeDataEnd(_CXMLOut & out, CPPoolString const & name, CPPoolString const & data) {
   if (_short(name) && _short(data)) {
     auto const nameLength = std::size_t(name.len());
     auto const dataLength = std::size_t(data.len());
-    if (std::uint8_t * const at = out.Room(6 + nameLength + dataLength)) {
+    // Room for the CDATA form with a split after every third unit.
+    if (std::uint8_t * const at = out.Room(18 + nameLength + 5 * dataLength)) {
       at[0] = '>';
-      if (_copyPlainData(at + 1, data, dataLength)) {
-        std::uint8_t * end = at + 1 + dataLength;
+      std::uint8_t * end = at + 1 + dataLength;
+      if (!_copyPlainData(at + 1, data, dataLength)) {
+        end = _putCData(at + 1, data, dataLength);
+      }
+      if (end != nullptr && _copyAscii(end + 2, name, nameLength)) {
         end[0] = '<';
         end[1] = '/';
-        if (_copyAscii(end + 2, name, nameLength)) {
-          end += 2 + nameLength;
-          *end++ = '>';
-          out.Commit(out.LineEnd(end));
-          return true;
-        }
+        end += 2 + nameLength;
+        *end++ = '>';
+        out.Commit(out.LineEnd(end));
+        return true;
       }
     }
   }
@@ -718,10 +737,18 @@ bool _XMLWriteElement(_CXMLOut & out, CPXMLObject const & root) {
       if (frame.next + kValuesAhead < count) {
         _prefetchValues(_CXMLNodeAccess::Record(children[frame.next + kValuesAhead]));
       }
+      // Two siblings ahead the records of the first children are asked for, one sibling ahead
+      // the blocks behind them.
+      if (frame.next + 2 < count) {
+        tagXMLNODE const * const after = _CXMLNodeAccess::Record(children[frame.next + 2]);
+        for (std::size_t i = 0; i < kNodeAhead && i < after->elements.GetNItems(); ++i) {
+          __builtin_prefetch(_CXMLNodeAccess::Record(after->elements.items()[i]));
+        }
+      }
       if (frame.next + 1 < count) {
         tagXMLNODE const * const next = _CXMLNodeAccess::Record(children[frame.next + 1]);
         for (std::size_t i = 0; i < kNodeAhead && i < next->elements.GetNItems(); ++i) {
-          __builtin_prefetch(_CXMLNodeAccess::Record(next->elements.items()[i]));
+          _prefetchBlocks(_CXMLNodeAccess::Record(next->elements.items()[i]));
         }
       }
       CPXMLObject const & child = children[frame.next++];
