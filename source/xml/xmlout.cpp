@@ -206,20 +206,50 @@ template <std::size_t N> bool _writeLine(_CXMLOut & out, char16_t const (&text)[
   return _write(out, text) && out.NewLine();
 }
 
+// Encodes one unit of the Basic Multilingual Plane as UTF-8 at `to`; the end, or null for a
+// surrogate (pairs are the encoder's: it writes them its own way).
+std::uint8_t * _putUnit(std::uint8_t * to, std::uint32_t u) {
+  if (u < 0x80) {
+    *to = std::uint8_t(u);
+    return to + 1;
+  }
+  if (u < 0x800) {
+    to[0] = std::uint8_t(0xC0 | (u >> 6));
+    to[1] = std::uint8_t(0x80 | (u & 0x3F));
+    return to + 2;
+  }
+  if (u >= 0xD800 && u <= 0xDFFF) {
+    return nullptr;
+  }
+  to[0] = std::uint8_t(0xE0 | (u >> 12));
+  to[1] = std::uint8_t(0x80 | ((u >> 6) & 0x3F));
+  to[2] = std::uint8_t(0x80 | (u & 0x3F));
+  return to + 3;
+}
+
+// Encodes `length` units as UTF-8 at `to` (at most three bytes each); the end, or null at a
+// surrogate.
+std::uint8_t * _putUtf8(std::uint8_t * to, qefWChar const * text, std::size_t length) {
+  for (std::size_t i = 0; i < length && to != nullptr; ++i) {
+    to = _putUnit(to, text[i]);
+  }
+  return to;
+}
+
 // ` name="value"`, the special characters of the value written as entities.
 bool _writeAttribute(_CXMLOut & out, CPPoolString const & name, CPPoolString const & value) {
-  if (_short(name) && _short(value)) {
+  if (_short(name) && value.len() <= kShortText) {
     auto const nameLength = std::size_t(name.len());
     auto const valueLength = std::size_t(value.len());
     if (std::uint8_t * const at = out.Room(4 + nameLength + 6 * valueLength)) {
       at[0] = ' ';
-      bool ascii = _copyAscii(at + 1, name, nameLength);
+      bool ok = _copyAscii(at + 1, name, nameLength);
       std::uint8_t * end = at + 1 + nameLength;
       end[0] = '=';
       end[1] = '"';
       end += 2;
       qefWChar const * const text = value;
-      for (std::size_t i = 0; i < valueLength && ascii; ++i) {
+      for (std::size_t i = 0; i < valueLength && ok; ++i) {
         qefWChar const c = text[i];
         switch (c) {
         case '&':
@@ -243,12 +273,12 @@ bool _writeAttribute(_CXMLOut & out, CPPoolString const & name, CPPoolString con
           end += 6;
           break;
         default:
-          ascii = c < 0x80;
-          *end++ = std::uint8_t(c);
+          end = _putUnit(end, c);
+          ok = end != nullptr;
         }
       }
-      *end++ = '"';
-      if (ascii) {
+      if (ok) {
+        *end++ = '"';
         out.Commit(end);
         return true;
       }
@@ -258,7 +288,6 @@ bool _writeAttribute(_CXMLOut & out, CPPoolString const & name, CPPoolString con
          _writeAttributeValue(out, value) && _write(out, u"\"");
 }
 
-// The end of an element with data: `>`, the data, the end tag and a line end.
 // Writes ASCII `data` at `to` as CDATA, a "]]>" in it split after its "]]"; the end, or null when
 // a unit is not ASCII (the bytes are then left uncommitted).
 std::uint8_t * _putCData(std::uint8_t * to, qefWChar const * data, std::size_t length) {
@@ -277,14 +306,17 @@ std::uint8_t * _putCData(std::uint8_t * to, qefWChar const * data, std::size_t l
 
 // The end of an element with data: `>`, the data, the end tag and a line end.
 bool _writeDataEnd(_CXMLOut & out, CPPoolString const & name, CPPoolString const & data) {
-  if (_short(name) && _short(data)) {
+  if (_short(name) && data.len() <= kShortText) {
     auto const nameLength = std::size_t(name.len());
     auto const dataLength = std::size_t(data.len());
-    // Room for the CDATA form with a split after every third unit.
+    // Room for the CDATA form with a split after every third unit (or three bytes a unit).
     if (std::uint8_t * const at = out.Room(18 + nameLength + 5 * dataLength)) {
       at[0] = '>';
       std::uint8_t * end = at + 1 + dataLength;
-      if (!_copyPlainData(at + 1, data, dataLength)) {
+      if (data.UTF8Size() != dataLength) {
+        // Not ASCII: plain data only; CDATA is the encoder's.
+        end = _needsProtection(data, dataLength) ? nullptr : _putUtf8(at + 1, data, dataLength);
+      } else if (!_copyPlainData(at + 1, data, dataLength)) {
         end = _putCData(at + 1, data, dataLength);
       }
       if (end != nullptr && _copyAscii(end + 2, name, nameLength)) {

@@ -92,18 +92,25 @@ TEST(XmlOut, EncodingsWriteTheirDeclarationAndAZeroCharacterLast) {
 }
 
 // A text with a pair counts it as one character of one UTF-8 byte, like ASCII: the writer must
-// still take it through the encoder (the pair written as one byte, the text's last unit cut).
+// still take it through the encoder (the pair written as one byte, the text's last unit cut),
+// beside other non-ASCII text too.
 TEST(XmlOut, PairsInShortTextsGoThroughTheEncoder) {
-  CPPoolString const paired(u"a\U0001F600bc");
-  ASSERT_EQ(paired.len(), paired.UTF8Size());
-  CPXMLObject node = Named(u"n");
-  ASSERT_TRUE(node.AddAttribute(CPPoolString(u"v"), CXMLValue(paired)));
-  CPXMLObject child = Named(u"c");
-  ASSERT_EQ(node.Add(child).sIndex(), 1u);
-  ASSERT_TRUE(child.Add(CXMLValue(paired)));
-  EXPECT_EQ(Utf8Out(node, false), std::string(kDecl) + "<n v=\"a\x01"
-                                                       "b\"><c>a\x01"
-                                                       "b</c></n>");
+  std::pair<char16_t const *, std::string> const rows[] = {
+      {u"a\U0001F600bc", "a\x01"
+                         "b"},
+      {u"\u00E9\U0001F600bc", "\xC3\xA9\x01"
+                              "b"},
+  };
+  for (auto const & [text, written] : rows) {
+    CPPoolString const paired(text);
+    CPXMLObject node = Named(u"n");
+    ASSERT_TRUE(node.AddAttribute(CPPoolString(u"v"), CXMLValue(paired)));
+    CPXMLObject child = Named(u"c");
+    ASSERT_EQ(node.Add(child).sIndex(), 1u);
+    ASSERT_TRUE(child.Add(CXMLValue(paired)));
+    EXPECT_EQ(Utf8Out(node, false),
+              std::string(kDecl) + "<n v=\"" + written + "\"><c>" + written + "</c></n>");
+  }
 }
 
 class XmlOutFile : public ::testing::Test {
