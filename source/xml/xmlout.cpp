@@ -38,6 +38,15 @@ constexpr bool _isSpecial(qefWChar c) {
   return c == '&' || c == '<' || c == '>' || c == '"' || c == '\'';
 }
 
+// One class per ASCII character: 1 for the special characters, 2 for white space.
+constexpr auto kClass = [] {
+  std::array<std::uint8_t, 128> table{};
+  for (unsigned c = 0; c < 128; ++c) {
+    table[c] = _isSpecial(qefWChar(c)) ? 1 : _isBlank(qefWChar(c)) ? 2 : 0;
+  }
+  return table;
+}();
+
 // Data that would not read back as it stands is written as CDATA.
 bool _needsProtection(qefWChar const * data, std::uint64_t length) {
   if (length == 0) {
@@ -46,14 +55,6 @@ bool _needsProtection(qefWChar const * data, std::uint64_t length) {
   if (_isBlank(data[0]) || _isBlank(data[length - 1])) {
     return true;
   }
-  // One table look-up per character: 1 for the special characters, 2 for white space.
-  static constexpr auto kClass = [] {
-    std::array<std::uint8_t, 128> table{};
-    for (unsigned c = 0; c < 128; ++c) {
-      table[c] = _isSpecial(qefWChar(c)) ? 1 : _isBlank(qefWChar(c)) ? 2 : 0;
-    }
-    return table;
-  }();
   unsigned previous = 0;
   for (std::uint64_t i = 0; i < length; ++i) {
     unsigned const c = data[i] < 128 ? kClass[data[i]] : 0;
@@ -63,6 +64,30 @@ bool _needsProtection(qefWChar const * data, std::uint64_t length) {
     previous = c;
   }
   return false;
+}
+
+// Narrows ASCII data that needs no protection to bytes at `to` in the same pass as the checks;
+// false when a unit is not ASCII or the data needs protection (the bytes are then left
+// uncommitted).
+bool _copyPlainData(std::uint8_t * to, qefWChar const * data, std::size_t length) {
+  if (length == 0) {
+    return true;
+  }
+  if (_isBlank(data[0]) || _isBlank(data[length - 1])) {
+    return false;
+  }
+  unsigned bits = 0;
+  unsigned bad = 0;
+  unsigned previous = 0;
+  for (std::size_t i = 0; i < length; ++i) {
+    qefWChar const unit = data[i];
+    unsigned const c = kClass[unit & 0x7F];
+    bits |= unit;
+    bad |= (c & 1) | (c & previous & 2);
+    previous = c;
+    to[i] = std::uint8_t(unit);
+  }
+  return bits < 0x80 && bad == 0;
 }
 
 bool _writeData(_IXMLOut & out, CPPoolString const & data) {
@@ -124,6 +149,190 @@ bool _writeAttributeValue(_IXMLOut & out, CPPoolString const & value) {
   return out.Write(text + start, length - start);
 }
 
+// Narrows `count` units to bytes at `to`; false when one of them is not ASCII (the bytes are
+// then left uncommitted and the caller takes the encoder's path).
+bool _copyAscii(std::uint8_t * to, qefWChar const * from, std::size_t count) {
+  unsigned bits = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    bits |= from[i];
+    to[i] = std::uint8_t(from[i]);
+  }
+  return bits < 0x80;
+}
+
+template <std::size_t N> std::uint8_t * _putLiteral(std::uint8_t * to, char16_t const (&text)[N]) {
+  for (std::size_t i = 0; i + 1 < N; ++i) {
+    to[i] = std::uint8_t(text[i]);
+  }
+  return to + (N - 1);
+}
+
+// Texts of at most this many units take the short paths, so that a value with every character
+// escaped still fits in an empty buffer.
+constexpr std::uint64_t kShortText = _CXMLOut::kBufferSize / 16;
+
+// A short text whose UTF-8 form has a byte per character: ASCII, or a text with surrogate pairs,
+// which `_copyAscii` turns away.
+bool _short(CPPoolString const & text) {
+  std::uint64_t const length = text.len();
+  return length <= kShortText && text.UTF8Size() == length;
+}
+
+// `prefix`, `text`, `suffix` and, with `line`, a line end.
+template <std::size_t P, std::size_t S>
+bool _writeMarked(_CXMLOut & out, char16_t const (&prefix)[P], CPPoolString const & text,
+                  char16_t const (&suffix)[S], bool line) {
+  if (_short(text)) {
+    auto const length = std::size_t(text.len());
+    if (std::uint8_t * const at = out.Room(P + S + length)) {
+      std::uint8_t * end = _putLiteral(at, prefix);
+      if (_copyAscii(end, text, length)) {
+        end = _putLiteral(end + length, suffix);
+        out.Commit(line ? out.LineEnd(end) : end);
+        return true;
+      }
+    }
+  }
+  return _write(out, prefix) && _write(out, text) && _write(out, suffix) &&
+         (!line || out.NewLine());
+}
+
+// `text` and a line end.
+template <std::size_t N> bool _writeLine(_CXMLOut & out, char16_t const (&text)[N]) {
+  if (std::uint8_t * const at = out.Room(N + 1)) {
+    out.Commit(out.LineEnd(_putLiteral(at, text)));
+    return true;
+  }
+  return _write(out, text) && out.NewLine();
+}
+
+// Encodes one unit of the Basic Multilingual Plane as UTF-8 at `to`; the end, or null for a
+// surrogate (pairs are the encoder's: it writes them its own way).
+std::uint8_t * _putUnit(std::uint8_t * to, std::uint32_t u) {
+  if (u < 0x80) {
+    *to = std::uint8_t(u);
+    return to + 1;
+  }
+  if (u < 0x800) {
+    to[0] = std::uint8_t(0xC0 | (u >> 6));
+    to[1] = std::uint8_t(0x80 | (u & 0x3F));
+    return to + 2;
+  }
+  if (u >= 0xD800 && u <= 0xDFFF) {
+    return nullptr;
+  }
+  to[0] = std::uint8_t(0xE0 | (u >> 12));
+  to[1] = std::uint8_t(0x80 | ((u >> 6) & 0x3F));
+  to[2] = std::uint8_t(0x80 | (u & 0x3F));
+  return to + 3;
+}
+
+// Encodes `length` units as UTF-8 at `to` (at most three bytes each); the end, or null at a
+// surrogate.
+std::uint8_t * _putUtf8(std::uint8_t * to, qefWChar const * text, std::size_t length) {
+  for (std::size_t i = 0; i < length && to != nullptr; ++i) {
+    to = _putUnit(to, text[i]);
+  }
+  return to;
+}
+
+// ` name="value"`, the special characters of the value written as entities.
+bool _writeAttribute(_CXMLOut & out, CPPoolString const & name, CPPoolString const & value) {
+  if (_short(name) && value.len() <= kShortText) {
+    auto const nameLength = std::size_t(name.len());
+    auto const valueLength = std::size_t(value.len());
+    if (std::uint8_t * const at = out.Room(4 + nameLength + 6 * valueLength)) {
+      at[0] = ' ';
+      bool ok = _copyAscii(at + 1, name, nameLength);
+      std::uint8_t * end = at + 1 + nameLength;
+      end[0] = '=';
+      end[1] = '"';
+      end += 2;
+      qefWChar const * const text = value;
+      for (std::size_t i = 0; i < valueLength && ok; ++i) {
+        qefWChar const c = text[i];
+        switch (c) {
+        case '&':
+          std::memcpy(end, "&amp;", 5);
+          end += 5;
+          break;
+        case '<':
+          std::memcpy(end, "&lt;", 4);
+          end += 4;
+          break;
+        case '>':
+          std::memcpy(end, "&gt;", 4);
+          end += 4;
+          break;
+        case '"':
+          std::memcpy(end, "&quot;", 6);
+          end += 6;
+          break;
+        case '\'':
+          std::memcpy(end, "&apos;", 6);
+          end += 6;
+          break;
+        default:
+          end = _putUnit(end, c);
+          ok = end != nullptr;
+        }
+      }
+      if (ok) {
+        *end++ = '"';
+        out.Commit(end);
+        return true;
+      }
+    }
+  }
+  return _write(out, u" ") && _write(out, name) && _write(out, u"=\"") &&
+         _writeAttributeValue(out, value) && _write(out, u"\"");
+}
+
+// Writes ASCII `data` at `to` as CDATA, a "]]>" in it split after its "]]"; the end, or null when
+// a unit is not ASCII (the bytes are then left uncommitted).
+std::uint8_t * _putCData(std::uint8_t * to, qefWChar const * data, std::size_t length) {
+  to = _putLiteral(to, u"<![CDATA[");
+  unsigned bits = 0;
+  for (std::size_t i = 0; i < length; ++i) {
+    qefWChar const unit = data[i];
+    bits |= unit;
+    if (unit == '>' && i >= 2 && data[i - 1] == ']' && data[i - 2] == ']') {
+      to = _putLiteral(to, u"]]><![CDATA[");
+    }
+    *to++ = std::uint8_t(unit);
+  }
+  return bits < 0x80 ? _putLiteral(to, u"]]>") : nullptr;
+}
+
+// The end of an element with data: `>`, the data, the end tag and a line end.
+bool _writeDataEnd(_CXMLOut & out, CPPoolString const & name, CPPoolString const & data) {
+  if (_short(name) && data.len() <= kShortText) {
+    auto const nameLength = std::size_t(name.len());
+    auto const dataLength = std::size_t(data.len());
+    // Room for the CDATA form with a split after every third unit (or three bytes a unit).
+    if (std::uint8_t * const at = out.Room(18 + nameLength + 5 * dataLength)) {
+      at[0] = '>';
+      std::uint8_t * end = at + 1 + dataLength;
+      if (data.UTF8Size() != dataLength) {
+        // Not ASCII: plain data only; CDATA is the encoder's.
+        end = _needsProtection(data, dataLength) ? nullptr : _putUtf8(at + 1, data, dataLength);
+      } else if (!_copyPlainData(at + 1, data, dataLength)) {
+        end = _putCData(at + 1, data, dataLength);
+      }
+      if (end != nullptr && _copyAscii(end + 2, name, nameLength)) {
+        end[0] = '<';
+        end[1] = '/';
+        end += 2 + nameLength;
+        *end++ = '>';
+        out.Commit(out.LineEnd(end));
+        return true;
+      }
+    }
+  }
+  return _write(out, u">") && _writeData(out, data) && _write(out, u"</") && _write(out, name) &&
+         _write(out, u">") && out.NewLine();
+}
+
 // Asks for the blocks behind the handles of `node` (each handle is one pointer to its block):
 // its data record and its attribute array, so they are in the cache when it is written.
 void _prefetchBlocks(tagXMLNODE const * node) {
@@ -158,6 +367,7 @@ void _prefetchValues(tagXMLNODE const * node) {
 // them, are asked for.
 constexpr std::size_t kNodeAhead = 6;
 constexpr std::size_t kBlocksAhead = 3;
+constexpr std::size_t kValuesAhead = 2;
 
 // One open element of the serialiser's walk.
 struct tagWRITEFRAME {
@@ -413,48 +623,46 @@ _CMemOut::~_CMemOut() {
 }
 
 void _CMemOut::Release() {
-  while (m_first != nullptr) {
-    tagCHUNK * const next = m_first->next;
-    Core::OS::_ffree(m_first);
-    m_first = next;
+  for (std::size_t i = 0; i < m_count; ++i) {
+    Core::OS::_ffree(m_chunks[i].bytes);
   }
-  m_current = nullptr;
-  m_fill = 0;
+  Core::OS::_ffree(m_chunks);
+  m_chunks = nullptr;
+  m_count = 0;
+  m_capacity = 0;
 }
 
 bool _CMemOut::Flush() {
-  std::uint8_t const * from = Buffer();
-  std::size_t left = Used();
-  while (left > 0) {
-    if (m_current == nullptr || m_fill == kBufferSize) {
-      auto * const chunk = static_cast<tagCHUNK *>(Core::OS::_falloc(sizeof(tagCHUNK)));
-      if (chunk == nullptr) {
-        return false;
-      }
-      chunk->next = nullptr;
-      (m_current != nullptr ? m_current->next : m_first) = chunk;
-      m_current = chunk;
-      m_fill = 0;
-    }
-    std::size_t const piece = left < kBufferSize - m_fill ? left : kBufferSize - m_fill;
-    std::memcpy(m_current->bytes + m_fill, from, piece);
-    m_fill += piece;
-    from += piece;
-    left -= piece;
+  std::size_t const used = Used();
+  if (used == 0) {
+    return true;
   }
-  MarkEmpty();
+  if (m_count == m_capacity) {
+    std::size_t const grown = m_capacity == 0 ? 64 : m_capacity * 2;
+    void * const block = Core::OS::_frealloc(m_chunks, grown * sizeof(tagCHUNK));
+    if (block == nullptr) {
+      return false;
+    }
+    m_chunks = static_cast<tagCHUNK *>(block);
+    m_capacity = grown;
+  }
+  auto * const fresh = static_cast<std::uint8_t *>(Core::OS::_falloc(kBufferSize));
+  if (fresh == nullptr) {
+    return false;
+  }
+  m_chunks[m_count++] = {SwapBuffer(fresh), used};
   return true;
 }
 
 bool _CMemOut::Finish(Buffers::CPPlainMemory & out) {
   qefWChar const zero = 0;
-  if (Failed() || !Write(&zero, 1) || !Flush()) {
+  if (Failed() || !Write(&zero, 1)) {
     Release();
     return false;
   }
-  std::size_t total = 0;
-  for (tagCHUNK const * c = m_first; c != nullptr; c = c->next) {
-    total += c == m_current ? m_fill : kBufferSize;
+  std::size_t total = Used();
+  for (std::size_t i = 0; i < m_count; ++i) {
+    total += m_chunks[i].used;
   }
   Buffers::CPPlainMemory joined;
   if (!joined.Alloc(total)) {
@@ -462,17 +670,17 @@ bool _CMemOut::Finish(Buffers::CPPlainMemory & out) {
     return false;
   }
   auto * to = static_cast<std::uint8_t *>(static_cast<void *>(joined));
-  for (tagCHUNK const * c = m_first; c != nullptr; c = c->next) {
-    std::size_t const size = c == m_current ? m_fill : kBufferSize;
-    std::memcpy(to, c->bytes, size);
-    to += size;
+  for (std::size_t i = 0; i < m_count; ++i) {
+    std::memcpy(to, m_chunks[i].bytes, m_chunks[i].used);
+    to += m_chunks[i].used;
   }
+  std::memcpy(to, Buffer(), Used());
   Release();
   out = joined;
   return true;
 }
 
-bool _XMLWriteElement(_IXMLOut & out, CPXMLObject const & root) {
+bool _XMLWriteElement(_CXMLOut & out, CPXMLObject const & root) {
   struct tagSTACK {
     tagWRITEFRAME * frames = nullptr;
     std::size_t size = 0;
@@ -509,25 +717,23 @@ bool _XMLWriteElement(_IXMLOut & out, CPXMLObject const & root) {
     if (static_cast<qefWChar const *>(node->name)[0] == '<') {
       return stack.Push({node, 0, true});
     }
-    if (!_write(out, u"<") || !_write(out, node->name)) {
+    if (!_writeMarked(out, u"<", node->name, u"", false)) {
       return false;
     }
     std::size_t const pairs = node->attributes.GetNItems();
     CPPoolString const * const attributes = node->attributes.items();
     for (std::size_t i = 0; i + 1 < pairs; i += 2) {
-      if (!_write(out, u" ") || !_write(out, attributes[i]) || !_write(out, u"=\"") ||
-          !_writeAttributeValue(out, attributes[i + 1]) || !_write(out, u"\"")) {
+      if (!_writeAttribute(out, attributes[i], attributes[i + 1])) {
         return false;
       }
     }
     switch (node->state) {
     case kXMLStateEmpty:
-      return _write(out, u"/>") && out.NewLine();
+      return _writeLine(out, u"/>");
     case kXMLStateData:
-      return _write(out, u">") && _writeData(out, node->data) && _write(out, u"</") &&
-             _write(out, node->name) && _write(out, u">") && out.NewLine();
+      return _writeDataEnd(out, node->name, node->data);
     case kXMLStateElements:
-      if (!_write(out, u">") || !out.NewLine()) {
+      if (!_writeLine(out, u">")) {
         return false;
       }
       out.IndentIn();
@@ -560,11 +766,21 @@ bool _XMLWriteElement(_IXMLOut & out, CPXMLObject const & root) {
       if (frame.next + kBlocksAhead < count) {
         _prefetchBlocks(_CXMLNodeAccess::Record(children[frame.next + kBlocksAhead]));
       }
+      if (frame.next + kValuesAhead < count) {
+        _prefetchValues(_CXMLNodeAccess::Record(children[frame.next + kValuesAhead]));
+      }
+      // Two siblings ahead the records of the first children are asked for, one sibling ahead
+      // the blocks behind them.
+      if (frame.next + 2 < count) {
+        tagXMLNODE const * const after = _CXMLNodeAccess::Record(children[frame.next + 2]);
+        for (std::size_t i = 0; i < kNodeAhead && i < after->elements.GetNItems(); ++i) {
+          __builtin_prefetch(_CXMLNodeAccess::Record(after->elements.items()[i]));
+        }
+      }
       if (frame.next + 1 < count) {
         tagXMLNODE const * const next = _CXMLNodeAccess::Record(children[frame.next + 1]);
-        _prefetchValues(next);
         for (std::size_t i = 0; i < kNodeAhead && i < next->elements.GetNItems(); ++i) {
-          __builtin_prefetch(_CXMLNodeAccess::Record(next->elements.items()[i]));
+          _prefetchBlocks(_CXMLNodeAccess::Record(next->elements.items()[i]));
         }
       }
       CPXMLObject const & child = children[frame.next++];
@@ -578,7 +794,7 @@ bool _XMLWriteElement(_IXMLOut & out, CPXMLObject const & root) {
     --stack.size;
     if (!container) {
       out.IndentOut();
-      if (!_write(out, u"</") || !_write(out, node->name) || !_write(out, u">") || !out.NewLine()) {
+      if (!_writeMarked(out, u"</", node->name, u">", true)) {
         return false;
       }
     }

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 #include <vorx/files.h>
 #include <vorx/xml.h>
@@ -59,10 +60,48 @@ public:
   void SetError() override { m_failed = true; }
   bool Failed() const { return m_failed; }
 
+  // The short path for UTF-8 output: writes the pending indentation and answers where `count`
+  // more bytes fit in the buffer. Null (nothing written) for the other encodings or when the
+  // buffer lacks the room; the caller then takes `Write`. Bytes placed there count from
+  // `Commit`.
+  std::uint8_t * Room(std::size_t count) {
+    std::uint64_t const indent = m_pendingIndent && m_indent ? m_depth * 2 : 0;
+    if (m_encoding != eXMLEncodingUTF8 || indent > m_free || count > m_free - indent) {
+      return nullptr;
+    }
+    std::uint8_t * const at = m_buffer + (kBufferSize - m_free);
+    if (indent != 0) {
+      std::memset(at, ' ', std::size_t(indent));
+      m_free -= std::size_t(indent);
+    }
+    m_pendingIndent = false;
+    return at + indent;
+  }
+  // Ends the line at `at` as `NewLine` does (room for two bytes is the caller's); the end.
+  std::uint8_t * LineEnd(std::uint8_t * at) {
+    if (!m_indent) {
+      return at;
+    }
+    at[0] = '\r';
+    at[1] = '\n';
+    m_pendingIndent = true;
+    return at + 2;
+  }
+  // The bytes up to `end`, placed after `Room`, are written.
+  void Commit(std::uint8_t const * end) { m_free = kBufferSize - std::size_t(end - m_buffer); }
+
 protected:
   std::size_t Used() const { return kBufferSize - m_free; }
   std::uint8_t const * Buffer() const { return m_buffer; }
   void MarkEmpty() { m_free = kBufferSize; }
+  // Hands the buffer (a `_falloc` block of `kBufferSize` bytes) to the caller and takes `fresh`,
+  // a block of the same size, as the new, empty buffer.
+  std::uint8_t * SwapBuffer(std::uint8_t * fresh) {
+    std::uint8_t * const full = m_buffer;
+    m_buffer = fresh;
+    m_free = kBufferSize;
+    return full;
+  }
 
 private:
   // Kept out of line: inlined into writes of short constants, its four-unit ASCII step draws
@@ -99,30 +138,31 @@ private:
   Files::OS::CFile m_file;
 };
 
-// Output to a chain of 16384-byte chunks, joined into one block by `Finish`.
+// Output to a list of the writer's filled buffers, joined into one block by `Finish`: a full
+// buffer is kept as it stands and a fresh one takes its place, so the bytes are copied once.
 class _CMemOut final : public _CXMLOut {
 public:
   _CMemOut() = default;
   ~_CMemOut() override;
   bool Flush() override;
-  // Writes the terminating zero character, flushes and hands the joined output to `out`. False
-  // (chunks released, `out` untouched) when the writer failed or a step fails.
+  // Writes the terminating zero character and hands the joined output to `out`. False (buffers
+  // released, `out` untouched) when the writer failed or a step fails.
   bool Finish(Buffers::CPPlainMemory & out);
 
 private:
   struct tagCHUNK {
-    tagCHUNK * next;
-    std::uint8_t bytes[kBufferSize];
+    std::uint8_t * bytes; // a former buffer
+    std::size_t used;
   };
   void Release();
-  tagCHUNK * m_first = nullptr;
-  tagCHUNK * m_current = nullptr;
-  std::size_t m_fill = 0; // bytes used in the current chunk
+  tagCHUNK * m_chunks = nullptr;
+  std::size_t m_count = 0;
+  std::size_t m_capacity = 0;
 };
 
 // Writes `node` and its subtree. False for a node without a name, a processing instruction
 // without data, a node with both children and data, or a failed write. Walks the tree with an
 // explicit stack, so any depth is written.
-bool _XMLWriteElement(_IXMLOut & out, CPXMLObject const & node);
+bool _XMLWriteElement(_CXMLOut & out, CPXMLObject const & node);
 
 } // namespace VORX::XML

@@ -91,6 +91,28 @@ TEST(XmlOut, EncodingsWriteTheirDeclarationAndAZeroCharacterLast) {
   EXPECT_EQ(out.GetMemorySize(), 0u);
 }
 
+// A text with a pair counts it as one character of one UTF-8 byte, like ASCII: the writer must
+// still take it through the encoder (the pair written as one byte, the text's last unit cut),
+// beside other non-ASCII text too.
+TEST(XmlOut, PairsInShortTextsGoThroughTheEncoder) {
+  std::pair<char16_t const *, std::string> const rows[] = {
+      {u"a\U0001F600bc", "a\x01"
+                         "b"},
+      {u"\u00E9\U0001F600bc", "\xC3\xA9\x01"
+                              "b"},
+  };
+  for (auto const & [text, written] : rows) {
+    CPPoolString const paired(text);
+    CPXMLObject node = Named(u"n");
+    ASSERT_TRUE(node.AddAttribute(CPPoolString(u"v"), CXMLValue(paired)));
+    CPXMLObject child = Named(u"c");
+    ASSERT_EQ(node.Add(child).sIndex(), 1u);
+    ASSERT_TRUE(child.Add(CXMLValue(paired)));
+    EXPECT_EQ(Utf8Out(node, false),
+              std::string(kDecl) + "<n v=\"" + written + "\"><c>" + written + "</c></n>");
+  }
+}
+
 class XmlOutFile : public ::testing::Test {
 protected:
   vorx::test::WidePath Path(char const * name) const { return temp.WPath(name); }
