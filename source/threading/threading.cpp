@@ -40,10 +40,6 @@ boost::chrono::steady_clock::time_point _deadline(std::uint32_t ms) {
       static_cast<boost::int_least64_t>(Develop::_now_nano() + std::uint64_t{ms} * 1000000u)));
 }
 
-std::uint32_t _me() {
-  return _currentThreadId();
-}
-
 // ---- payloads ----
 
 struct _tagMutex {
@@ -264,7 +260,7 @@ bool CPRWInterlock::TryEnter(std::uint32_t ms) {
   if (!rw) {
     return false;
   }
-  std::uint32_t const me = _me();
+  std::uint32_t const me = _currentThreadId();
   if (rw->owner.load(std::memory_order_relaxed) == me) {
     return _countUp(rw->writeEntries);
   }
@@ -286,7 +282,7 @@ bool CPRWInterlock::TryEnterRead(std::uint32_t ms) {
   if (!rw) {
     return false;
   }
-  if (rw->owner.load(std::memory_order_relaxed) == _me()) {
+  if (rw->owner.load(std::memory_order_relaxed) == _currentThreadId()) {
     return _countUp(rw->readEntries);
   }
   if (ms == qefInfinite) {

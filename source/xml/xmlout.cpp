@@ -4,6 +4,7 @@
 #include <array>
 #include <cstring>
 #include <string>
+#include <string_view>
 
 #include <vorx/core.h>
 
@@ -110,38 +111,34 @@ bool _writeData(_IXMLOut & out, CPPoolString const & data) {
          _write(out, u"]]>");
 }
 
+// The entity that stands for a special character in an attribute value; empty for any other.
+constexpr std::u16string_view _entity(qefWChar c) {
+  switch (c) {
+  case '&':
+    return u"&amp;";
+  case '<':
+    return u"&lt;";
+  case '>':
+    return u"&gt;";
+  case '"':
+    return u"&quot;";
+  case '\'':
+    return u"&apos;";
+  default:
+    return {};
+  }
+}
+
 bool _writeAttributeValue(_IXMLOut & out, CPPoolString const & value) {
   qefWChar const * const text = value;
   std::uint64_t const length = _units(value);
   std::uint64_t start = 0;
   for (std::uint64_t i = 0; i < length; ++i) {
-    char16_t const * entity = nullptr;
-    std::uint64_t size = 0;
-    switch (text[i]) {
-    case '&':
-      entity = u"&amp;";
-      size = 5;
-      break;
-    case '<':
-      entity = u"&lt;";
-      size = 4;
-      break;
-    case '>':
-      entity = u"&gt;";
-      size = 4;
-      break;
-    case '"':
-      entity = u"&quot;";
-      size = 6;
-      break;
-    case '\'':
-      entity = u"&apos;";
-      size = 6;
-      break;
-    default:
+    std::u16string_view const entity = _entity(text[i]);
+    if (entity.empty()) {
       continue;
     }
-    if (!out.Write(text + start, i - start) || !out.Write(entity, size)) {
+    if (!out.Write(text + start, i - start) || !out.Write(entity.data(), entity.size())) {
       return false;
     }
     start = i + 1;
@@ -250,31 +247,14 @@ bool _writeAttribute(_CXMLOut & out, CPPoolString const & name, CPPoolString con
       end += 2;
       qefWChar const * const text = value;
       for (std::size_t i = 0; i < valueLength && ok; ++i) {
-        qefWChar const c = text[i];
-        switch (c) {
-        case '&':
-          std::memcpy(end, "&amp;", 5);
-          end += 5;
-          break;
-        case '<':
-          std::memcpy(end, "&lt;", 4);
-          end += 4;
-          break;
-        case '>':
-          std::memcpy(end, "&gt;", 4);
-          end += 4;
-          break;
-        case '"':
-          std::memcpy(end, "&quot;", 6);
-          end += 6;
-          break;
-        case '\'':
-          std::memcpy(end, "&apos;", 6);
-          end += 6;
-          break;
-        default:
-          end = _putUnit(end, c);
+        std::u16string_view const entity = _entity(text[i]);
+        if (entity.empty()) {
+          end = _putUnit(end, text[i]);
           ok = end != nullptr;
+          continue;
+        }
+        for (char16_t const e : entity) {
+          *end++ = std::uint8_t(e);
         }
       }
       if (ok) {
@@ -467,15 +447,29 @@ bool _CXMLOut::Put(void const * bytes, std::size_t count) {
   return true;
 }
 
+namespace {
+
+// The character a surrogate at `text[i]` is written as: pairs are not combined, a high surrogate
+// must be followed by a unit of at least 0xDBFF, and the pair is written as the one character 0x00
+// or 0x01; on purpose. -1 when the surrogate is refused.
+int _pairCharacter(qefWChar const * text, std::uint64_t count, std::uint64_t i) {
+  std::uint32_t const u = text[i];
+  if (u > 0xDBFF || i + 1 >= count || text[i + 1] < 0xDBFF) {
+    return -1;
+  }
+  return ((u & 0x3FF) == 0 && (text[i + 1] & 0x3FF) == 0) ? 0 : 1;
+}
+
+} // namespace
+
 bool _CXMLOut::EncodeOne(qefWChar const * text, std::uint64_t count, std::uint64_t & i) {
   std::uint32_t u = text[i];
   if (u >= 0xD800 && u <= 0xDFFF) {
-    // Pairs are not combined: a high surrogate must be followed by a unit of at least 0xDBFF,
-    // and the pair is written as the one character 0x00 or 0x01; on purpose.
-    if (u > 0xDBFF || i + 1 >= count || text[i + 1] < 0xDBFF) {
+    int const pair = _pairCharacter(text, count, i);
+    if (pair < 0) {
       return false;
     }
-    u = ((u & 0x3FF) == 0 && (text[i + 1] & 0x3FF) == 0) ? 0 : 1;
+    u = std::uint32_t(pair);
     ++i;
   }
   ++i;
@@ -484,21 +478,7 @@ bool _CXMLOut::EncodeOne(qefWChar const * text, std::uint64_t count, std::uint64
     return Put(&unit, 2);
   }
   std::uint8_t bytes[3];
-  std::size_t n;
-  if (u < 0x80) {
-    bytes[0] = std::uint8_t(u);
-    n = 1;
-  } else if (u < 0x800) {
-    bytes[0] = std::uint8_t(0xC0 | (u >> 6));
-    bytes[1] = std::uint8_t(0x80 | (u & 0x3F));
-    n = 2;
-  } else {
-    bytes[0] = std::uint8_t(0xE0 | (u >> 12));
-    bytes[1] = std::uint8_t(0x80 | ((u >> 6) & 0x3F));
-    bytes[2] = std::uint8_t(0x80 | (u & 0x3F));
-    n = 3;
-  }
-  return Put(bytes, n);
+  return Put(bytes, std::size_t(_putUnit(bytes, u) - bytes));
 }
 
 bool _CXMLOut::Encode(qefWChar const * text, std::uint64_t count) {
@@ -526,11 +506,12 @@ bool _CXMLOut::Encode(qefWChar const * text, std::uint64_t count) {
       for (; i < end; ++i) {
         std::uint32_t u = text[i];
         if (u >= 0xD800 && u <= 0xDFFF) {
-          if (u > 0xDBFF || i + 1 >= count || text[i + 1] < 0xDBFF) {
+          int const pair = _pairCharacter(text, count, i);
+          if (pair < 0) {
             refused = true;
             break;
           }
-          u = ((u & 0x3FF) == 0 && (text[i + 1] & 0x3FF) == 0) ? 0 : 1;
+          u = std::uint32_t(pair);
           ++i;
         }
         std::uint16_t const unit = std::uint16_t(u);
@@ -555,24 +536,16 @@ bool _CXMLOut::Encode(qefWChar const * text, std::uint64_t count) {
           continue;
         }
         if (u >= 0xD800 && u <= 0xDFFF) {
-          if (u > 0xDBFF || i + 1 >= count || text[i + 1] < 0xDBFF) {
+          int const pair = _pairCharacter(text, count, i);
+          if (pair < 0) {
             refused = true;
             break;
           }
-          *out++ = ((u & 0x3FF) == 0 && (text[i + 1] & 0x3FF) == 0) ? 0 : 1;
+          *out++ = std::uint8_t(pair);
           i += 2;
           continue;
         }
-        if (u < 0x800) {
-          out[0] = std::uint8_t(0xC0 | (u >> 6));
-          out[1] = std::uint8_t(0x80 | (u & 0x3F));
-          out += 2;
-        } else {
-          out[0] = std::uint8_t(0xE0 | (u >> 12));
-          out[1] = std::uint8_t(0x80 | ((u >> 6) & 0x3F));
-          out[2] = std::uint8_t(0x80 | (u & 0x3F));
-          out += 3;
-        }
+        out = _putUnit(out, u);
         ++i;
       }
     }
