@@ -36,24 +36,23 @@ _Features _detect() {
 
 } // namespace
 
-bool _cpuHas(_CpuCode what) {
+std::atomic<unsigned> g_cpuCodes{0};
+
+unsigned _cpuDetect() {
   static _Features const features = _detect();
-  if (!g_vectorCode.load(std::memory_order_relaxed)) {
-    return false;
+  unsigned codes = kCpuKnown;
+  if (g_vectorCode.load(std::memory_order_relaxed)) {
+    codes |= (features.clmul ? 1u << static_cast<unsigned>(_CpuCode::Clmul) : 0u) |
+             (features.vpclmul512 ? 1u << static_cast<unsigned>(_CpuCode::Vpclmul512) : 0u) |
+             (features.avx512Text ? 1u << static_cast<unsigned>(_CpuCode::Avx512Text) : 0u);
   }
-  switch (what) {
-  case _CpuCode::Clmul:
-    return features.clmul;
-  case _CpuCode::Vpclmul512:
-    return features.vpclmul512;
-  case _CpuCode::Avx512Text:
-    return features.avx512Text;
-  }
-  return false;
+  g_cpuCodes.store(codes, std::memory_order_relaxed);
+  return codes;
 }
 
 void _useVectorCode(bool enabled) {
   g_vectorCode.store(enabled, std::memory_order_relaxed);
+  _cpuDetect();
 }
 
 } // namespace VORX

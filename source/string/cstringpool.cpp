@@ -314,15 +314,56 @@ VORX_CLMUL bool _scanHashAligned(U const * p, _tagMeasure & m, std::uint64_t & u
     folded = Buffers::_crcAppendLast(folded, start + bytes, stop, k128);
     std::uint64_t rest[2];
     Buffers::_crcReduce(folded, k128, rest);
-    m.sHash = Buffers::_crcStep8(Buffers::_cCRCTables::Table(crc), Buffers::_cCRCTables::Slice(crc),
-                                 rest[0]) ^
-              rest[1];
+    std::uint64_t const hash = Buffers::_crcStep8(Buffers::_cCRCTables::Table(crc),
+                                                  Buffers::_cCRCTables::Slice(crc), rest[0]) ^
+                               rest[1];
     units = bytes / 2;
-    m.length = units;
-    m.utf8Size = units;
     upperBits |= letters & inside;
-    m.sHashi = upperBits != 0 ? _hashLowered(p, units) : m.sHash;
+    std::uint64_t const hashi = upperBits != 0 ? _hashLowered(p, units) : hash;
+    // Stored in two 16-byte pieces: the caller copies the measure at once, in such pieces, and
+    // a piece read from two separate stores would wait for them to reach the cache.
+    static_assert(offsetof(_tagMeasure, utf8Size) == 8 && offsetof(_tagMeasure, sHashi) == 24);
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(&m.length),
+                     _mm_set_epi64x(static_cast<long long>(units), static_cast<long long>(units)));
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(&m.sHash),
+                     _mm_set_epi64x(static_cast<long long>(hashi), static_cast<long long>(hash)));
     return true;
+  }
+}
+
+// Widens `count` bytes of ASCII into `wide` (16-byte aligned, room for `count` rounded up to 16
+// plus 16 units) and terminates it, storing whole aligned 16-byte pieces only, so that the
+// aligned loads of `_scanHashAligned` read straight from the stores. The text is read in 16-byte
+// pieces that may reach past its end, but never beyond the page of its last byte.
+void _widenAscii(unsigned char const * text, qefWChar * wide, std::uint64_t count) {
+  static constexpr auto kKeep = [] {
+    std::array<unsigned char, 32> keep{};
+    for (std::size_t i = 0; i < 16; ++i) {
+      keep[i] = 0xFF;
+    }
+    return keep;
+  }();
+  __m128i const zero = _mm_setzero_si128();
+  for (std::uint64_t k = 0;; k += 16) {
+    std::uint64_t const left = count - k;
+    unsigned char const * piece = text + k;
+    // A piece that starts inside the text lies in readable memory as far as the end of its page.
+    __m128i v;
+    if (left >= 16 || (left > 0 && (reinterpret_cast<std::uintptr_t>(piece) & 4095) <= 4096 - 16)) {
+      v = _mm_loadu_si128(reinterpret_cast<__m128i const *>(piece));
+    } else {
+      alignas(16) unsigned char rest[16] = {};
+      std::memcpy(rest, piece, left);
+      v = _mm_load_si128(reinterpret_cast<__m128i const *>(rest));
+    }
+    if (left < 16) {
+      v = _mm_and_si128(v, _mm_loadu_si128(reinterpret_cast<__m128i const *>(&kKeep[16 - left])));
+    }
+    _mm_store_si128(reinterpret_cast<__m128i *>(wide + k), _mm_unpacklo_epi8(v, zero));
+    _mm_store_si128(reinterpret_cast<__m128i *>(wide + k + 8), _mm_unpackhi_epi8(v, zero));
+    if (left < 16) {
+      return;
+    }
   }
 }
 
@@ -1024,7 +1065,9 @@ CPPoolString _wide(qefWChar const * text, std::uint64_t n, bool create, bool ign
   }
   _tagSource src{{}, text, text, &_writeUnits};
   std::uint64_t units = 0;
-  if (!_measureWide(text, n, src.m, units)) {
+  // The common case, a whole aligned text of ASCII, is measured here without further calls.
+  bool const measured = n >= kUnbounded && _measureAligned(text, src.m, units);
+  if (!measured && !_measureWide(text, n, src.m, units)) {
     return CPPoolString();
   }
   return _lookup(src, create, ignoreCase);
@@ -1039,15 +1082,19 @@ CPPoolString _utf8(unsigned char const * text, std::uint64_t n, bool create, boo
   }
   _tagSource src{{}, nullptr, text, &_writeUTF8};
   // A short text of ASCII alone is widened here once and hashed in one piece.
-  alignas(16) qefWChar wide[kShortUTF8 + 1];
+  alignas(16) qefWChar wide[kShortUTF8 + 16];
   std::uint64_t const limit = std::min<std::uint64_t>(n, kShortUTF8);
   std::uint64_t i = 0;
   bool upper = false;
   if (_scanAsciiBytes(text, limit, i, upper) && (i < limit || i == n)) {
+#if defined(__x86_64__) && !defined(VORX_POOL_EXACT_READS)
+    _widenAscii(text, wide, i);
+#else
     for (std::uint64_t k = 0; k < i; ++k) {
       wide[k] = text[k];
     }
     wide[i] = 0;
+#endif
     std::uint64_t units = 0;
     if (!_measureAligned(wide, src.m, units)) {
       _hashAscii(wide, i, upper, src.m);
