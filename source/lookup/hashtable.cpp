@@ -158,8 +158,8 @@ std::uint64_t CBaseHashTable::GetNItems() const {
   return total;
 }
 
-int CBaseHashTable::_compareKey(std::uint64_t hash, CPObjectMemory const & item,
-                                tagHASHENTRY const & entry) {
+inline int CBaseHashTable::_compareKey(std::uint64_t hash, CPObjectMemory const & item,
+                                       tagHASHENTRY const & entry) {
   if (hash != entry.hash) {
     return hash < entry.hash ? -1 : 1;
   }

@@ -997,6 +997,8 @@ CPPoolString _insert(_tagPool & pool, CPObjectMemory && record) {
   return _cRecordAccess::Adopt(std::move(record));
 }
 
+CPPoolString _create(_tagSource const & src, bool ignoreCase);
+
 // Looks `src` up exactly or ignoring case; creates it when asked and absent.
 CPPoolString _lookup(_tagSource const & src, bool create, bool ignoreCase) {
   _tagPool & pool = _pool();
@@ -1019,15 +1021,18 @@ CPPoolString _lookup(_tagSource const & src, bool create, bool ignoreCase) {
       }
     }
   }
-  if (!create) {
-    return CPPoolString();
-  }
+  return create ? _create(src, ignoreCase) : CPPoolString();
+}
+
+// Interns `src`, found absent a moment ago: builds its record outside the lock, then looks again
+// under it and inserts the record when the text is still absent.
+[[gnu::noinline]] CPPoolString _create(_tagSource const & src, bool ignoreCase) {
+  _tagPool & pool = _pool();
   if (src.m.length == 0) {
     Develop::OS::RTABox("Illegal code point reached",
                         "_cppoolstring::create: String length cannot be 0");
     return CPPoolString();
   }
-  // The record is built outside the lock; the insertion looks again under it.
   CPObjectMemory record = _cRecordAccess::NewRecord(src.m.length);
   if (!record) {
     return CPPoolString();
