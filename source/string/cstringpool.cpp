@@ -722,13 +722,15 @@ protected:
       return ra->length < rb->length ? -1 : 1;
     }
     // Only the first ten characters: equal length and both hashes are trusted for the rest.
+    // `b` is always a stored record, whose text follows it: read there without the pointer.
     std::uint64_t const n = std::min(ra->length, kCompareUnits);
-    if (_sameUnits(ra->text, rb->text, n)) {
+    qefWChar const * const textB = reinterpret_cast<qefWChar const *>(rb + 1);
+    if (_sameUnits(ra->text, textB, n)) {
       return 0;
     }
     for (std::uint64_t i = 0; i < n; ++i) {
       qefWChar const x = ra->text[i];
-      qefWChar const y = rb->text[i];
+      qefWChar const y = textB[i];
       if (x != y) {
         return x < y ? -1 : 1;
       }
