@@ -708,6 +708,37 @@ public:
   // Starts an ageing pass: no slot has been copied by a removal yet.
   void BeginPass() { m_copiedSlot = kNoSlot; }
 
+  // `FindItem` for the look-up of a text: a short slot (the usual case) is searched here with
+  // this table's ordering called directly, a longer one by `FindItem`. The same entry results.
+  CPObjectMemory FindRecord(std::uint64_t hash, CPObjectMemory const & probe) {
+    tagCPOMEMHEADER const * const slots = _cRecordAccess::Header(m_slots);
+    if (!slots) {
+      return CPObjectMemory();
+    }
+    tagCPOMEMHEADER const * const slot =
+        _cRecordAccess::Header(reinterpret_cast<CPObjectMemory const *>(slots + 1)[hash & m_mask]);
+    std::size_t const count = slot ? slot->sSize / sizeof(Lookup::tagHASHENTRY) : 0;
+    if (count > kShortSlot) {
+      return FindItem(hash, probe);
+    }
+    auto const * entries = reinterpret_cast<Lookup::tagHASHENTRY const *>(slot + 1);
+    for (std::size_t i = 0; i < count; ++i) {
+      if (entries[i].hash != hash) {
+        if (entries[i].hash > hash) {
+          break;
+        }
+        continue;
+      }
+      int const order = !entries[i].item || entries[i].item == probe
+                            ? 0
+                            : CCaseSensitiveHash::compare(probe, entries[i].item);
+      if (order <= 0) {
+        return order == 0 ? entries[i].item : CPObjectMemory();
+      }
+    }
+    return CPObjectMemory();
+  }
+
 protected:
   int compare(CPObjectMemory const & a, CPObjectMemory const & b) override {
     tagPOOLSTRING const * ra = _rec(a);
@@ -785,6 +816,7 @@ protected:
 
 private:
   static constexpr std::uint64_t kNoSlot = ~std::uint64_t{0};
+  static constexpr std::size_t kShortSlot = 4;
   CCaseInsensitiveHash * m_groups;
   std::uint64_t m_copiedSlot = kNoSlot; // the slot of the last removal in this pass
 };
@@ -1017,7 +1049,7 @@ CPPoolString _lookup(_tagSource const & src, bool create, bool ignoreCase) {
         }
       }
     } else {
-      CPObjectMemory found = pool.records.FindItem(src.m.sHash, probeHandle);
+      CPObjectMemory found = pool.records.FindRecord(src.m.sHash, probeHandle);
       if (found) {
         return _cRecordAccess::Adopt(std::move(found));
       }
