@@ -1081,7 +1081,7 @@ CPPoolString _lookup(_tagSource const & src, bool create, bool ignoreCase) {
   text[src.m.length] = 0;
   _cPoolLock lock(pool);
   if (!ignoreCase) {
-    CPObjectMemory found = pool.records.FindItem(src.m.sHash, record);
+    CPObjectMemory found = pool.records.FindRecord(src.m.sHash, record);
     if (found) {
       return _cRecordAccess::Adopt(std::move(found));
     }
@@ -1259,7 +1259,7 @@ CPPoolString CStringPool::GetStringRef(IStringSubmitter * submitter) {
   _cRecordAccess::SetRecordSize(record, m.length);
   _tagPool & pool = _pool();
   _cPoolLock lock(pool);
-  CPObjectMemory found = pool.records.FindItem(m.sHash, record);
+  CPObjectMemory found = pool.records.FindRecord(m.sHash, record);
   if (found) {
     return _cRecordAccess::Adopt(std::move(found));
   }
