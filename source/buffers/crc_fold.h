@@ -74,14 +74,19 @@ static_assert(sizeof(kCrcShift) == 48 && kCrcShift[16] == 0 && kCrcShift[31] == 
 // The remainder `a` of the data before `end - r` followed by the r (0 to 15) bytes before `end`:
 // its first r bytes times x^128 plus the 16 bytes that end the data (its other bytes and the new
 // ones, read again from the data, which must hold 16 bytes before `end`). For r = 0, `a`.
-VORX_CLMUL inline __m128i _crcAppendLast(__m128i a, unsigned char const * end, std::size_t r,
-                                         __m128i k128) {
+// As `_crcAppendLast`, the 16 bytes that end the data given as a polynomial (as `_crcBlock`
+// makes one) rather than read.
+VORX_CLMUL inline __m128i _crcAppendLastBlock(__m128i a, __m128i last, std::size_t r,
+                                              __m128i k128) {
   __m128i const towardsFirst =
       _mm_loadu_si128(reinterpret_cast<__m128i const *>(kCrcShift + 16 - r));
   __m128i const firstToEnd = _mm_loadu_si128(reinterpret_cast<__m128i const *>(kCrcShift + 32 - r));
-  __m128i const others =
-      _mm_blendv_epi8(_mm_shuffle_epi8(a, towardsFirst), _crcBlock(end - 16), towardsFirst);
+  __m128i const others = _mm_blendv_epi8(_mm_shuffle_epi8(a, towardsFirst), last, towardsFirst);
   return _mm_xor_si128(_crcTimes(_mm_shuffle_epi8(a, firstToEnd), k128), others);
+}
+VORX_CLMUL inline __m128i _crcAppendLast(__m128i a, unsigned char const * end, std::size_t r,
+                                         __m128i k128) {
+  return _crcAppendLastBlock(a, _crcBlock(end - 16), r, k128);
 }
 
 // The remainder `a` reduced as `_crcFold` answers: a times x^64 is its high half times x^128 (one

@@ -331,18 +331,20 @@ VORX_CLMUL bool _scanHashAligned(U const * p, _tagMeasure & m, std::uint64_t & u
   }
 }
 
+// Loaded from `16 - k`, 16 (or 8) bytes whose first k are all ones, the others zero.
+constexpr auto kLeadingBytes = [] {
+  std::array<unsigned char, 32> bytes{};
+  for (std::size_t i = 0; i < 16; ++i) {
+    bytes[i] = 0xFF;
+  }
+  return bytes;
+}();
+
 // Widens `count` bytes of ASCII into `wide` (16-byte aligned, room for `count` rounded up to 16
 // plus 16 units) and terminates it, storing whole aligned 16-byte pieces only, so that the
 // aligned loads of `_scanHashAligned` read straight from the stores. The text is read in 16-byte
 // pieces that may reach past its end, but never beyond the page of its last byte.
 void _widenAscii(unsigned char const * text, qefWChar * wide, std::uint64_t count) {
-  static constexpr auto kKeep = [] {
-    std::array<unsigned char, 32> keep{};
-    for (std::size_t i = 0; i < 16; ++i) {
-      keep[i] = 0xFF;
-    }
-    return keep;
-  }();
   __m128i const zero = _mm_setzero_si128();
   for (std::uint64_t k = 0;; k += 16) {
     std::uint64_t const left = count - k;
@@ -357,13 +359,100 @@ void _widenAscii(unsigned char const * text, qefWChar * wide, std::uint64_t coun
       v = _mm_load_si128(reinterpret_cast<__m128i const *>(rest));
     }
     if (left < 16) {
-      v = _mm_and_si128(v, _mm_loadu_si128(reinterpret_cast<__m128i const *>(&kKeep[16 - left])));
+      v = _mm_and_si128(
+          v, _mm_loadu_si128(reinterpret_cast<__m128i const *>(&kLeadingBytes[16 - left])));
     }
     _mm_store_si128(reinterpret_cast<__m128i *>(wide + k), _mm_unpacklo_epi8(v, zero));
     _mm_store_si128(reinterpret_cast<__m128i *>(wide + k + 8), _mm_unpackhi_epi8(v, zero));
     if (left < 16) {
       return;
     }
+  }
+}
+
+// A UTF-8 text of ASCII alone of 8 to `kShortUTF8` bytes (at most `n`, up to its terminator),
+// widened to 16-bit units in registers and hashed as those units in the same pass, as
+// `_scanHashAligned` hashes them. The units go to `wide` (16-byte aligned, room for `kShortUTF8`
+// plus 8 units). The text is read eight bytes at a time, past its end only inside the page of its
+// last byte. False, with nothing measured, for any other text.
+VORX_CLMUL bool _scanHashBytes(unsigned char const * p, std::uint64_t n, qefWChar * wide,
+                               _tagMeasure & m) {
+  Buffers::CMachineCRC const & crc = Buffers::_crc64();
+  __m128i const k128 = Buffers::_crcConstants(Buffers::_cCRCTables::Fold(crc), 128);
+  __m128i const reversed = Buffers::_crcReversed();
+  __m128i const zero = _mm_setzero_si128();
+  __m128i const belowA = _mm_set1_epi8('A' - 1);
+  __m128i const aboveZ = _mm_set1_epi8('Z' + 1);
+  __m128i folded = zero;
+  __m128i previous = zero; // the units of the last whole block
+  unsigned upperBits = 0;
+  for (std::uint64_t at = 0;; at += 8) {
+    if (at >= kShortUTF8) {
+      return false;
+    }
+    // Below `n`, p[at] is a byte of the text or its terminator, so readable.
+    unsigned char const * piece = p + at;
+    __m128i v = zero;
+    if (at == n) {
+    } else if ((reinterpret_cast<std::uintptr_t>(piece) & 4095) <= 4096 - 8) {
+      v = _mm_loadl_epi64(reinterpret_cast<__m128i const *>(piece));
+    } else {
+      alignas(16) unsigned char rest[16] = {};
+      for (std::size_t i = 0; i < 8 && at + i < n && piece[i] != 0; ++i) {
+        rest[i] = piece[i];
+      }
+      v = _mm_load_si128(reinterpret_cast<__m128i const *>(rest));
+    }
+    unsigned ends = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, zero))) & 0xFFu;
+    if (n - at < 8) {
+      ends |= 0xFFu << (n - at); // no byte from `n` on belongs to the text
+    }
+    unsigned const stop = ends != 0 ? static_cast<unsigned>(std::countr_zero(ends)) : 8;
+    unsigned const inside = (1u << stop) - 1;
+    if ((static_cast<unsigned>(_mm_movemask_epi8(v)) & inside) != 0) {
+      return false;
+    }
+    upperBits |= static_cast<unsigned>(_mm_movemask_epi8(
+                     _mm_and_si128(_mm_cmpgt_epi8(v, belowA), _mm_cmpgt_epi8(aboveZ, v)))) &
+                 inside;
+    __m128i const keep =
+        _mm_loadl_epi64(reinterpret_cast<__m128i const *>(&kLeadingBytes[16 - stop]));
+    __m128i const units = _mm_unpacklo_epi8(_mm_and_si128(v, keep), zero);
+    _mm_store_si128(reinterpret_cast<__m128i *>(wide + at), units);
+    if (stop == 8) {
+      folded = _mm_xor_si128(Buffers::_crcTimes(folded, k128), _mm_shuffle_epi8(units, reversed));
+      previous = units;
+      continue;
+    }
+    std::uint64_t const length = at + stop;
+    if (length < 8) {
+      return false;
+    }
+    if (stop != 0) {
+      // The 16 bytes that end the text: the last of the previous block, then the new ones.
+      std::size_t const r = 2 * stop;
+      __m128i const fromPrevious = _mm_shuffle_epi8(
+          previous,
+          _mm_loadu_si128(reinterpret_cast<__m128i const *>(Buffers::kCrcShift + 16 + r)));
+      __m128i const fromNew = _mm_shuffle_epi8(
+          units, _mm_loadu_si128(reinterpret_cast<__m128i const *>(Buffers::kCrcShift + r)));
+      __m128i const last = _mm_or_si128(fromPrevious, fromNew);
+      folded = Buffers::_crcAppendLastBlock(folded, _mm_shuffle_epi8(last, reversed), r, k128);
+    } else {
+      _mm_store_si128(reinterpret_cast<__m128i *>(wide + at), zero);
+    }
+    std::uint64_t rest[2];
+    Buffers::_crcReduce(folded, k128, rest);
+    std::uint64_t const hash = Buffers::_crcStep8(Buffers::_cCRCTables::Table(crc),
+                                                  Buffers::_cCRCTables::Slice(crc), rest[0]) ^
+                               rest[1];
+    std::uint64_t const hashi = upperBits != 0 ? _hashLowered(wide, length) : hash;
+    _mm_storeu_si128(
+        reinterpret_cast<__m128i *>(&m.length),
+        _mm_set_epi64x(static_cast<long long>(length), static_cast<long long>(length)));
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(&m.sHash),
+                     _mm_set_epi64x(static_cast<long long>(hashi), static_cast<long long>(hash)));
+    return true;
   }
 }
 
@@ -1122,6 +1211,12 @@ CPPoolString _utf8(unsigned char const * text, std::uint64_t n, bool create, boo
   _tagSource src{{}, nullptr, text, &_writeUTF8};
   // A short text of ASCII alone is widened here once and hashed in one piece.
   alignas(16) qefWChar wide[kShortUTF8 + 16];
+#if defined(__x86_64__) && !defined(VORX_POOL_EXACT_READS)
+  if (_cpuHas(_CpuCode::Clmul) && _scanHashBytes(text, n, wide, src.m)) {
+    src.head = wide;
+    return _lookup(src, create, ignoreCase);
+  }
+#endif
   std::uint64_t const limit = std::min<std::uint64_t>(n, kShortUTF8);
   std::uint64_t i = 0;
   bool upper = false;
