@@ -2,6 +2,7 @@
 // std::unordered_set<std::u16string> behind a std::mutex: looking up texts that are already
 // interned, interning new texts, copying handles and comparing them.
 #include <cstdio>
+#include <cstring>
 #include <mutex>
 #include <string>
 #include <unordered_set>
@@ -109,6 +110,40 @@ void Existing_Flyweight(benchmark::State & state) {
   }
 }
 
+// UTF-8 to UTF-16 the way a host that keeps `Flyweight` converts its UTF-8 text before the
+// look-up (well-formed input, as the vocabulary is).
+std::u16string FromUTF8(char const * text) {
+  std::u16string out;
+  out.reserve(std::strlen(text));
+  for (auto const * p = reinterpret_cast<unsigned char const *>(text); *p != 0;) {
+    char32_t c = *p++;
+    if (c >= 0x80) {
+      int const more = c >= 0xF0 ? 3 : c >= 0xE0 ? 2 : 1;
+      c &= 0x3Fu >> more;
+      for (int k = 0; k < more; ++k) {
+        c = (c << 6) | (*p++ & 0x3Fu);
+      }
+    }
+    if (c >= 0x10000) {
+      out += static_cast<char16_t>(0xD800 + ((c - 0x10000) >> 10));
+      out += static_cast<char16_t>(0xDC00 + (c & 0x3FF));
+    } else {
+      out += static_cast<char16_t>(c);
+    }
+  }
+  return out;
+}
+void Existing_Flyweight_UTF8(benchmark::State & state) {
+  Kept();
+  std::vector<std::string> const & texts = Vocabulary().utf8;
+  std::size_t const n = static_cast<std::size_t>(state.range(0));
+  std::size_t i = Start(state);
+  for (auto _ : state) {
+    Flyweight const f(FromUTF8(texts[i % n].c_str()));
+    benchmark::DoNotOptimize(f);
+    ++i;
+  }
+}
 void Existing_UnorderedSet(benchmark::State & state) {
   Interned & kept = Kept();
   std::vector<std::u16string> const & texts = Vocabulary().wide;
@@ -213,6 +248,7 @@ void Equals_Flyweight(benchmark::State & state) {
 BENCHMARK(Existing_Pool_Wide)->Arg(256)->Arg(4096)->Threads(1)->Threads(2);
 BENCHMARK(Existing_Pool_UTF8)->Arg(256)->Arg(4096)->Threads(1)->Threads(2);
 BENCHMARK(Existing_Flyweight)->Arg(256)->Arg(4096)->Threads(1)->Threads(2);
+BENCHMARK(Existing_Flyweight_UTF8)->Arg(256)->Arg(4096)->Threads(1)->Threads(2);
 BENCHMARK(Existing_UnorderedSet)->Arg(256)->Arg(4096)->Threads(1)->Threads(2);
 BENCHMARK(New_Pool);
 BENCHMARK(New_Flyweight);
