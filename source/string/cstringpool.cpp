@@ -23,8 +23,9 @@
 #include <emmintrin.h>
 #endif
 
-// Under the sanitizers every read stays inside the text; otherwise the scan of a wide text reads
-// whole aligned 16-byte blocks, which never cross a page, as the C library's string scans do.
+// Under the sanitizers every read stays inside the text; otherwise the scans read whole aligned
+// 16-byte blocks, which never cross a page, as the C library's string scans do, and a short UTF-8
+// text is read in 8- or 16-byte pieces that may pass its end but not the page of its last byte.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define VORX_POOL_EXACT_READS 1
 #elif defined(__has_feature)
