@@ -274,6 +274,18 @@ inline bool _scanAsciiBytes(unsigned char const * p, std::uint64_t n, std::uint6
 
 #if defined(__x86_64__) && !defined(VORX_POOL_EXACT_READS)
 
+// The measure of a text of ASCII alone, stored in two 16-byte pieces: the caller copies the
+// measure at once, in such pieces, and a piece read from two separate stores would wait for them
+// to reach the cache.
+inline void _storeMeasure(_tagMeasure & m, std::uint64_t length, std::uint64_t hash,
+                          std::uint64_t hashi) {
+  static_assert(offsetof(_tagMeasure, utf8Size) == 8 && offsetof(_tagMeasure, sHashi) == 24);
+  _mm_storeu_si128(reinterpret_cast<__m128i *>(&m.length),
+                   _mm_set_epi64x(static_cast<long long>(length), static_cast<long long>(length)));
+  _mm_storeu_si128(reinterpret_cast<__m128i *>(&m.sHash),
+                   _mm_set_epi64x(static_cast<long long>(hashi), static_cast<long long>(hash)));
+}
+
 // The CRC-64 of folded data, as `_crcReduce` and the table's eight-byte step give it, with the
 // step done by Barrett reduction instead: two multiplications rather than eight table reads,
 // which a look-up among many texts finds outside the first-level cache.
@@ -349,13 +361,7 @@ VORX_CLMUL bool _scanHashAligned(U const * p, _tagMeasure & m, std::uint64_t & u
     units = bytes / 2;
     upperBits |= letters & inside;
     std::uint64_t const hashi = upperBits != 0 ? _hashLowered(p, units) : hash;
-    // Stored in two 16-byte pieces: the caller copies the measure at once, in such pieces, and
-    // a piece read from two separate stores would wait for them to reach the cache.
-    static_assert(offsetof(_tagMeasure, utf8Size) == 8 && offsetof(_tagMeasure, sHashi) == 24);
-    _mm_storeu_si128(reinterpret_cast<__m128i *>(&m.length),
-                     _mm_set_epi64x(static_cast<long long>(units), static_cast<long long>(units)));
-    _mm_storeu_si128(reinterpret_cast<__m128i *>(&m.sHash),
-                     _mm_set_epi64x(static_cast<long long>(hashi), static_cast<long long>(hash)));
+    _storeMeasure(m, units, hash, hashi);
     return true;
   }
 }
@@ -472,11 +478,7 @@ VORX_CLMUL bool _scanHashBytes(unsigned char const * p, std::uint64_t n, qefWCha
     }
     std::uint64_t const hash = _crcFinish(folded, k128, crc);
     std::uint64_t const hashi = upperBits != 0 ? _hashLowered(wide, length) : hash;
-    _mm_storeu_si128(
-        reinterpret_cast<__m128i *>(&m.length),
-        _mm_set_epi64x(static_cast<long long>(length), static_cast<long long>(length)));
-    _mm_storeu_si128(reinterpret_cast<__m128i *>(&m.sHash),
-                     _mm_set_epi64x(static_cast<long long>(hashi), static_cast<long long>(hash)));
+    _storeMeasure(m, length, hash, hashi);
     return true;
   }
 }
