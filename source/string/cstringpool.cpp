@@ -833,7 +833,10 @@ public:
     }
     tagCPOMEMHEADER const * const slot =
         _cRecordAccess::Header(reinterpret_cast<CPObjectMemory const *>(slots + 1)[hash & m_mask]);
-    std::size_t const count = slot ? slot->sSize / sizeof(Lookup::tagHASHENTRY) : 0;
+    if (!slot) {
+      return CPObjectMemory();
+    }
+    std::size_t const count = slot->sSize / sizeof(Lookup::tagHASHENTRY);
     if (count > kShortSlot) {
       return FindItem(hash, probe);
     }
