@@ -10,7 +10,6 @@
 namespace VORX::Buffers {
 namespace {
 
-using Core::OS::InterlockedIncrement32;
 using Develop::OS::RTABox;
 
 std::uint32_t LoadCount(tagCPOMEMHEADER const * header) {
@@ -97,7 +96,7 @@ void CPObjectMemory::CopyCPMemory(CPObjectMemory const & other) {
     Free(old);
     return;
   }
-  std::uint32_t const count = InterlockedIncrement32(incoming->lRefCnt);
+  std::uint32_t const count = _count(incoming).fetch_add(1) + 1;
   _holdIncremented(incoming, count);
   if (count == 0) {
     return; // and the old block is left alone too
