@@ -215,6 +215,25 @@ TEST(StringPool, TextsOfEqualHashesAndLengthAreOneRecordWhenTheirFirstTenCharact
   EXPECT_TRUE(CStringPool::QueryStringRef(b.c_str()) == first) << "b is taken for a";
 }
 
+// Slots of up to four entries are searched one way, longer slots another: with five texts per
+// slot on average, both kinds hold texts, and every text is found again as the same record.
+TEST(StringPool, ManyTextsAreFoundAgainInShortAndLongSlotsAlike) {
+  std::vector<std::string> texts;
+  std::vector<CPPoolString> held;
+  for (std::size_t i = 0; i < 20000; ++i) {
+    texts.push_back("many-texts-" + std::to_string(i * 7919));
+    held.push_back(CStringPool::GetStringRef(U8(texts.back().c_str())));
+  }
+  std::size_t mismatches = 0;
+  for (std::size_t i = 0; i < texts.size(); ++i) {
+    std::u16string const wide(texts[i].begin(), texts[i].end());
+    mismatches += !(CStringPool::QueryStringRef(wide.c_str()) == held[i]) +
+                  !(CStringPool::GetStringRef(U8(texts[i].c_str())) == held[i]);
+  }
+  EXPECT_EQ(mismatches, 0u);
+  EXPECT_TRUE(CStringPool::QueryStringRef(U8("many-texts-1")).isnull());
+}
+
 TEST(StringPool, CaseVariantsFormOneGroupInOrderOfCreation) {
   std::uint64_t const records = CStringPool::GetNItems();
   {
