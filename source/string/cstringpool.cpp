@@ -286,15 +286,14 @@ inline void _storeMeasure(_tagMeasure & m, std::uint64_t length, std::uint64_t h
                    _mm_set_epi64x(static_cast<long long>(hashi), static_cast<long long>(hash)));
 }
 
-// The CRC-64 of folded data, as `_crcReduce` and the table's eight-byte step give it, with the
+// The library's CRC-64 of folded data, as `_crcReduce` and the table's eight-byte step give it, with the
 // step done by Barrett reduction instead: two multiplications rather than eight table reads,
 // which a look-up among many texts finds outside the first-level cache.
-VORX_CLMUL std::uint64_t _crcFinish(__m128i folded, __m128i k128,
-                                    Buffers::CMachineCRC const & crc) {
+VORX_CLMUL std::uint64_t _crcFinish(__m128i folded, __m128i k128) {
   // x^64 modulo the polynomial is the polynomial's low 64 bits; mu is x^128 divided by it,
   // without its x^64 term.
-  static __m128i const constants = [&crc] {
-    std::uint64_t const p = Buffers::_cCRCTables::Fold(crc)[1];
+  static __m128i const constants = [] {
+    std::uint64_t const p = Buffers::_cCRCTables::Fold(Buffers::_crc64())[1];
     std::uint64_t r = p;
     std::uint64_t mu = 0;
     for (int i = 63; i >= 0; --i) {
@@ -357,7 +356,7 @@ VORX_CLMUL bool _scanHashAligned(U const * p, _tagMeasure & m, std::uint64_t & u
       return false;
     }
     folded = Buffers::_crcAppendLast(folded, start + bytes, stop, k128);
-    std::uint64_t const hash = _crcFinish(folded, k128, crc);
+    std::uint64_t const hash = _crcFinish(folded, k128);
     units = bytes / 2;
     upperBits |= letters & inside;
     std::uint64_t const hashi = upperBits != 0 ? _hashLowered(p, units) : hash;
@@ -476,7 +475,7 @@ VORX_CLMUL bool _scanHashBytes(unsigned char const * p, std::uint64_t n, qefWCha
     } else {
       _mm_store_si128(reinterpret_cast<__m128i *>(wide + at), zero);
     }
-    std::uint64_t const hash = _crcFinish(folded, k128, crc);
+    std::uint64_t const hash = _crcFinish(folded, k128);
     std::uint64_t const hashi = upperBits != 0 ? _hashLowered(wide, length) : hash;
     _storeMeasure(m, length, hash, hashi);
     return true;
