@@ -286,9 +286,9 @@ inline void _storeMeasure(_tagMeasure & m, std::uint64_t length, std::uint64_t h
                    _mm_set_epi64x(static_cast<long long>(hashi), static_cast<long long>(hash)));
 }
 
-// The library's CRC-64 of folded data, as `_crcReduce` and the table's eight-byte step give it, with the
-// step done by Barrett reduction instead: two multiplications rather than eight table reads,
-// which a look-up among many texts finds outside the first-level cache.
+// The library's CRC-64 of folded data, as `_crcReduce` and the table's eight-byte step give it,
+// with the step done by Barrett reduction instead: two multiplications rather than eight table
+// reads, which a look-up among many texts finds outside the first-level cache.
 VORX_CLMUL std::uint64_t _crcFinish(__m128i folded, __m128i k128) {
   // x^64 modulo the polynomial is the polynomial's low 64 bits; mu is x^128 divided by it,
   // without its x^64 term.
