@@ -424,18 +424,19 @@ VORX_CLMUL bool _scanHashBytes(unsigned char const * p, std::uint64_t n, qefWCha
     if (at >= kShortUTF8) {
       return false;
     }
-    // Below `n`, p[at] is a byte of the text or its terminator, so readable.
+    // Below `n`, p[at] is a byte of the text or its terminator, so readable; at `n` nothing is.
     unsigned char const * piece = p + at;
     __m128i v = zero;
-    if (at == n) {
-    } else if ((reinterpret_cast<std::uintptr_t>(piece) & 4095) <= 4096 - 8) {
-      v = _mm_loadl_epi64(reinterpret_cast<__m128i const *>(piece));
-    } else {
-      alignas(16) unsigned char rest[16] = {};
-      for (std::size_t i = 0; i < 8 && at + i < n && piece[i] != 0; ++i) {
-        rest[i] = piece[i];
+    if (at < n) {
+      if ((reinterpret_cast<std::uintptr_t>(piece) & 4095) <= 4096 - 8) {
+        v = _mm_loadl_epi64(reinterpret_cast<__m128i const *>(piece));
+      } else {
+        alignas(16) unsigned char rest[16] = {};
+        for (std::size_t i = 0; i < 8 && at + i < n && piece[i] != 0; ++i) {
+          rest[i] = piece[i];
+        }
+        v = _mm_load_si128(reinterpret_cast<__m128i const *>(rest));
       }
-      v = _mm_load_si128(reinterpret_cast<__m128i const *>(rest));
     }
     unsigned ends = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, zero))) & 0xFFu;
     if (n - at < 8) {
