@@ -8,6 +8,10 @@
 
 #include <vorx/core.h>
 
+#if defined(__x86_64__)
+#include <emmintrin.h>
+#endif
+
 #include "xml/xmlnode.h"
 
 namespace VORX::XML {
@@ -48,7 +52,24 @@ constexpr auto kClass = [] {
   return table;
 }();
 
-// Data that would not read back as it stands is written as CDATA.
+#if defined(__x86_64__)
+// Per unit of eight (two mask bits each): the special characters, and white space.
+struct _tagUnitClasses {
+  unsigned special;
+  unsigned blank;
+};
+inline _tagUnitClasses _classify8(__m128i v) {
+  auto const is = [v](char16_t c) { return _mm_cmpeq_epi16(v, _mm_set1_epi16(short(c))); };
+  __m128i const special = _mm_or_si128(_mm_or_si128(_mm_or_si128(is('&'), is('<')), is('>')),
+                                       _mm_or_si128(is('"'), is('\'')));
+  __m128i const blank =
+      _mm_or_si128(_mm_or_si128(is(0x9), is(0xA)), _mm_or_si128(is(0xD), is(0x20)));
+  return {unsigned(_mm_movemask_epi8(special)), unsigned(_mm_movemask_epi8(blank))};
+}
+#endif
+
+// Data that would not read back as it stands is written as CDATA: a special character, white
+// space at either end, or two white-space characters in a row.
 bool _needsProtection(qefWChar const * data, std::uint64_t length) {
   if (length == 0) {
     return false;
@@ -56,8 +77,21 @@ bool _needsProtection(qefWChar const * data, std::uint64_t length) {
   if (_isBlank(data[0]) || _isBlank(data[length - 1])) {
     return true;
   }
+  std::uint64_t i = 0;
   unsigned previous = 0;
-  for (std::uint64_t i = 0; i < length; ++i) {
+#if defined(__x86_64__)
+  // Eight units at a time; `previous` carries whether the last unit of a block is white space.
+  for (; i + 8 <= length; i += 8) {
+    _tagUnitClasses const c =
+        _classify8(_mm_loadu_si128(reinterpret_cast<__m128i const *>(data + i)));
+    if (c.special != 0 || (c.blank & (c.blank >> 2)) != 0 || (previous & c.blank & 1) != 0) {
+      return true;
+    }
+    previous = c.blank >> 15;
+  }
+  previous *= 2;
+#endif
+  for (; i < length; ++i) {
     unsigned const c = data[i] < 128 ? kClass[data[i]] : 0;
     if ((c & 1) != 0 || (c & previous & 2) != 0) {
       return true;
@@ -77,10 +111,26 @@ bool _copyPlainData(std::uint8_t * to, qefWChar const * data, std::size_t length
   if (_isBlank(data[0]) || _isBlank(data[length - 1])) {
     return false;
   }
+  std::size_t i = 0;
+  unsigned previous = 0;
+#if defined(__x86_64__)
+  // Eight units at a time: checked as `_needsProtection` does, and for units from 0x80.
+  __m128i const high = _mm_set1_epi16(short(0xFF80));
+  for (; i + 8 <= length; i += 8) {
+    __m128i const v = _mm_loadu_si128(reinterpret_cast<__m128i const *>(data + i));
+    _tagUnitClasses const c = _classify8(v);
+    if (_mm_movemask_epi8(_mm_cmpeq_epi16(_mm_and_si128(v, high), _mm_setzero_si128())) != 0xFFFF ||
+        c.special != 0 || (c.blank & (c.blank >> 2)) != 0 || (previous & c.blank & 1) != 0) {
+      return false;
+    }
+    previous = c.blank >> 15;
+    _mm_storel_epi64(reinterpret_cast<__m128i *>(to + i), _mm_packus_epi16(v, v));
+  }
+  previous *= 2;
+#endif
   unsigned bits = 0;
   unsigned bad = 0;
-  unsigned previous = 0;
-  for (std::size_t i = 0; i < length; ++i) {
+  for (; i < length; ++i) {
     qefWChar const unit = data[i];
     unsigned const c = kClass[unit & 0x7F];
     bits |= unit;

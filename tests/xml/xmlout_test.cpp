@@ -68,6 +68,25 @@ TEST(XmlOut, WritesElementsAttributesAndDataExactly) {
   EXPECT_EQ(indented.find(std::string(81, ' ')), std::string::npos);
 }
 
+// Data is checked eight units at a time: a special character or two blanks in a row is seen
+// wherever it falls, across the steps too, in ASCII data and in other data.
+TEST(XmlOut, DataIsProtectedWhereverItsTroubleFalls) {
+  for (std::size_t at = 1; at < 20; ++at) {
+    for (char16_t const * tail : {u"z", u"\u00E9"}) {
+      std::u16string const head(at, u'x');
+      std::u16string const rest = std::u16string(u"yyyyyyyy") + tail;
+      std::pair<std::u16string, bool> const cases[] = {
+          {head + u" y " + rest, false}, {head + u"  " + rest, true}, {head + u"<" + rest, true}};
+      for (auto const & [data, protect] : cases) {
+        CPXMLObject node = Named(u"n");
+        ASSERT_TRUE(node.Add(CXMLValue(CPPoolString(data.c_str()))));
+        EXPECT_EQ(Utf8Out(node, false).find("CDATA") != std::string::npos, protect)
+            << "at " << at << ", ASCII " << (tail[0] == u'z');
+      }
+    }
+  }
+}
+
 TEST(XmlOut, EncodingsWriteTheirDeclarationAndAZeroCharacterLast) {
   CPXMLObject node = Named(u"n");
   ASSERT_TRUE(node.Add(CXMLValue(CPPoolString(u"\u00E9\u20AC"))));
