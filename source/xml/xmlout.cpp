@@ -53,18 +53,20 @@ constexpr auto kClass = [] {
 }();
 
 #if defined(__x86_64__)
-// Per unit of eight (two mask bits each): the special characters, and white space.
-struct _tagUnitClasses {
-  unsigned special;
-  unsigned blank;
-};
-inline _tagUnitClasses _classify8(__m128i v) {
+// Whether eight units need protection inside the data: a special character, or two white-space
+// characters in a row (`previous`: whether the unit before them is white space, then whether
+// their last one is).
+inline bool _troubleIn8(__m128i v, unsigned & previous) {
   auto const is = [v](char16_t c) { return _mm_cmpeq_epi16(v, _mm_set1_epi16(short(c))); };
   __m128i const special = _mm_or_si128(_mm_or_si128(_mm_or_si128(is('&'), is('<')), is('>')),
                                        _mm_or_si128(is('"'), is('\'')));
-  __m128i const blank =
-      _mm_or_si128(_mm_or_si128(is(0x9), is(0xA)), _mm_or_si128(is(0xD), is(0x20)));
-  return {unsigned(_mm_movemask_epi8(special)), unsigned(_mm_movemask_epi8(blank))};
+  // Two mask bits per unit.
+  auto const blank = unsigned(_mm_movemask_epi8(
+      _mm_or_si128(_mm_or_si128(is(0x9), is(0xA)), _mm_or_si128(is(0xD), is(0x20)))));
+  bool const trouble =
+      _mm_movemask_epi8(special) != 0 || (blank & (blank >> 2)) != 0 || (previous & blank & 1) != 0;
+  previous = blank >> 15;
+  return trouble;
 }
 #endif
 
@@ -82,12 +84,9 @@ bool _needsProtection(qefWChar const * data, std::uint64_t length) {
 #if defined(__x86_64__)
   // Eight units at a time; `previous` carries whether the last unit of a block is white space.
   for (; i + 8 <= length; i += 8) {
-    _tagUnitClasses const c =
-        _classify8(_mm_loadu_si128(reinterpret_cast<__m128i const *>(data + i)));
-    if (c.special != 0 || (c.blank & (c.blank >> 2)) != 0 || (previous & c.blank & 1) != 0) {
+    if (_troubleIn8(_mm_loadu_si128(reinterpret_cast<__m128i const *>(data + i)), previous)) {
       return true;
     }
-    previous = c.blank >> 15;
   }
   previous *= 2;
 #endif
@@ -118,12 +117,10 @@ bool _copyPlainData(std::uint8_t * to, qefWChar const * data, std::size_t length
   __m128i const high = _mm_set1_epi16(short(0xFF80));
   for (; i + 8 <= length; i += 8) {
     __m128i const v = _mm_loadu_si128(reinterpret_cast<__m128i const *>(data + i));
-    _tagUnitClasses const c = _classify8(v);
-    if (_mm_movemask_epi8(_mm_cmpeq_epi16(_mm_and_si128(v, high), _mm_setzero_si128())) != 0xFFFF ||
-        c.special != 0 || (c.blank & (c.blank >> 2)) != 0 || (previous & c.blank & 1) != 0) {
+    if (_troubleIn8(v, previous) ||
+        _mm_movemask_epi8(_mm_cmpeq_epi16(_mm_and_si128(v, high), _mm_setzero_si128())) != 0xFFFF) {
       return false;
     }
-    previous = c.blank >> 15;
     _mm_storel_epi64(reinterpret_cast<__m128i *>(to + i), _mm_packus_epi16(v, v));
   }
   previous *= 2;
