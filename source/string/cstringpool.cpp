@@ -25,7 +25,7 @@
 
 // Under the sanitizers every read stays inside the text; otherwise the scans read whole aligned
 // 16-byte blocks, which never cross a page, as the C library's string scans do, and a short UTF-8
-// text is read in 8- or 16-byte pieces that may pass its end but not the page of its last byte.
+// text is read in 8-byte pieces that may pass its end but not the page of its last byte.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define VORX_POOL_EXACT_READS 1
 #elif defined(__has_feature)
@@ -365,44 +365,9 @@ VORX_CLMUL bool _scanHashAligned(U const * p, _tagMeasure & m, std::uint64_t & u
   }
 }
 
-// Loaded from `16 - k`, 16 (or 8) bytes whose first k are all ones, the others zero.
-constexpr auto kLeadingBytes = [] {
-  std::array<unsigned char, 32> bytes{};
-  for (std::size_t i = 0; i < 16; ++i) {
-    bytes[i] = 0xFF;
-  }
-  return bytes;
-}();
-
-// Widens `count` bytes of ASCII into `wide` (16-byte aligned, room for `count` rounded up to 16
-// plus 16 units) and terminates it, storing whole aligned 16-byte pieces only, so that the
-// aligned loads of `_scanHashAligned` read straight from the stores. The text is read in 16-byte
-// pieces that may reach past its end, but never beyond the page of its last byte.
-void _widenAscii(unsigned char const * text, qefWChar * wide, std::uint64_t count) {
-  __m128i const zero = _mm_setzero_si128();
-  for (std::uint64_t k = 0;; k += 16) {
-    std::uint64_t const left = count - k;
-    unsigned char const * piece = text + k;
-    // A piece that starts inside the text lies in readable memory as far as the end of its page.
-    __m128i v;
-    if (left >= 16 || (left > 0 && (reinterpret_cast<std::uintptr_t>(piece) & 4095) <= 4096 - 16)) {
-      v = _mm_loadu_si128(reinterpret_cast<__m128i const *>(piece));
-    } else {
-      alignas(16) unsigned char rest[16] = {};
-      std::memcpy(rest, piece, left);
-      v = _mm_load_si128(reinterpret_cast<__m128i const *>(rest));
-    }
-    if (left < 16) {
-      v = _mm_and_si128(
-          v, _mm_loadu_si128(reinterpret_cast<__m128i const *>(&kLeadingBytes[16 - left])));
-    }
-    _mm_store_si128(reinterpret_cast<__m128i *>(wide + k), _mm_unpacklo_epi8(v, zero));
-    _mm_store_si128(reinterpret_cast<__m128i *>(wide + k + 8), _mm_unpackhi_epi8(v, zero));
-    if (left < 16) {
-      return;
-    }
-  }
-}
+// Loaded from `8 - k`, eight bytes whose first k are all ones, the others zero.
+constexpr std::array<unsigned char, 16> kLeadingBytes = {0xFF, 0xFF, 0xFF, 0xFF,
+                                                         0xFF, 0xFF, 0xFF, 0xFF};
 
 // A UTF-8 text of ASCII alone of 8 to `kShortUTF8` bytes (at most `n`, up to its terminator),
 // widened to 16-bit units in registers and hashed as those units in the same pass, as
@@ -421,7 +386,7 @@ VORX_CLMUL bool _scanHashBytes(unsigned char const * p, std::uint64_t n, qefWCha
   __m128i previous = zero; // the units of the last whole block
   unsigned upperBits = 0;
   for (std::uint64_t at = 0;; at += 8) {
-    if (at >= kShortUTF8) {
+    if (at >= kShortUTF8 && at != n) {
       return false;
     }
     // Below `n`, p[at] is a byte of the text or its terminator, so readable; at `n` nothing is.
@@ -451,7 +416,7 @@ VORX_CLMUL bool _scanHashBytes(unsigned char const * p, std::uint64_t n, qefWCha
                      _mm_and_si128(_mm_cmpgt_epi8(v, belowA), _mm_cmpgt_epi8(aboveZ, v)))) &
                  inside;
     __m128i const keep =
-        _mm_loadl_epi64(reinterpret_cast<__m128i const *>(&kLeadingBytes[16 - stop]));
+        _mm_loadl_epi64(reinterpret_cast<__m128i const *>(&kLeadingBytes[8 - stop]));
     __m128i const units = _mm_unpacklo_epi8(_mm_and_si128(v, keep), zero);
     _mm_store_si128(reinterpret_cast<__m128i *>(wide + at), units);
     if (stop == 8) {
@@ -1240,7 +1205,7 @@ CPPoolString _utf8(unsigned char const * text, std::uint64_t n, bool create, boo
   }
   _tagSource src{{}, nullptr, text, &_writeUTF8};
   // A short text of ASCII alone is widened here once and hashed in one piece.
-  alignas(16) qefWChar wide[kShortUTF8 + 16];
+  alignas(16) qefWChar wide[kShortUTF8 + 8];
 #if defined(__x86_64__) && !defined(VORX_POOL_EXACT_READS)
   if (_cpuHas(_CpuCode::Clmul) && _scanHashBytes(text, n, wide, src.m)) {
     src.head = wide;
@@ -1251,18 +1216,12 @@ CPPoolString _utf8(unsigned char const * text, std::uint64_t n, bool create, boo
   std::uint64_t i = 0;
   bool upper = false;
   if (_scanAsciiBytes(text, limit, i, upper) && (i < limit || i == n)) {
-#if defined(__x86_64__) && !defined(VORX_POOL_EXACT_READS)
-    _widenAscii(text, wide, i);
-#else
+    // Here, where the one-pass scan cannot run, or for fewer than eight characters.
     for (std::uint64_t k = 0; k < i; ++k) {
       wide[k] = text[k];
     }
     wide[i] = 0;
-#endif
-    std::uint64_t units = 0;
-    if (!_measureAligned(wide, src.m, units)) {
-      _hashAscii(wide, i, upper, src.m);
-    }
+    _hashAscii(wide, i, upper, src.m);
     src.head = wide;
     return _lookup(src, create, ignoreCase);
   }
