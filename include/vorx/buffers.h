@@ -34,6 +34,7 @@ typedef tagCPOVTABL CPOVTABL;
 // The header in front of every payload. The payload starts right after it, 8-byte aligned.
 struct tagCPOMEMHEADER {
   std::uint32_t lRefCnt;     // handles sharing the block; 0 marks a permanent, uncounted block
+  std::uint32_t uArena;      // 0: a heap block of its own; else carved from a block arena's page
   std::size_t sAllocSize;    // payload capacity in bytes
   std::size_t sSize;         // payload bytes in use, never above sAllocSize
   tagCPOVTABL const * pVTbl; // the payload's class, never null in a live block

@@ -3,9 +3,11 @@
 #include <vorx/core.h>
 #include <vorx/develop.h>
 
+#include "buffers/block_arena.h"
 #include "core/assume.h"
 
 #include <atomic>
+#include <cstring>
 
 namespace VORX::Buffers {
 namespace {
@@ -29,6 +31,7 @@ tagCPOMEMHEADER * NewBlock(std::size_t bytes, std::size_t size, tagCPOVTABL cons
       static_cast<tagCPOMEMHEADER *>(Core::OS::_falloc(sizeof(tagCPOMEMHEADER) + bytes));
   if (header) {
     header->lRefCnt = 1;
+    header->uArena = 0;
     header->sAllocSize = bytes;
     header->sSize = size;
     header->pVTbl = table;
@@ -57,7 +60,11 @@ void CPObjectMemory::_destroy(tagCPOMEMHEADER * header) {
     RTABox("Illegal code point reached", "CPObjectMemory::Free exception");
   }
   try {
-    Core::OS::_ffree(header);
+    if (header->uArena != 0) {
+      _CBlockArena::_release(header);
+    } else {
+      Core::OS::_ffree(header);
+    }
   } catch (...) {
     RTABox("Illegal code point reached", "CPObjectMemory::Free exception");
   }
@@ -213,6 +220,17 @@ bool CPObjectMemory::Incalloc(std::size_t extra) {
   std::size_t const capacity = m_pMH->sAllocSize;
   if (extra > static_cast<std::size_t>(-1) - sizeof(tagCPOMEMHEADER) - capacity) {
     return false;
+  }
+  if (m_pMH->uArena != 0) {
+    // A carved block cannot grow where it lies: it moves to a heap block of its own.
+    tagCPOMEMHEADER * const moved = NewBlock(capacity + extra, m_pMH->sSize, m_pMH->pVTbl);
+    if (!moved) {
+      return false;
+    }
+    std::memcpy(static_cast<void *>(moved + 1), static_cast<void const *>(m_pMH + 1), capacity);
+    _CBlockArena::_release(m_pMH);
+    m_pMH = moved;
+    return true;
   }
   void * const moved = Core::OS::_frealloc(m_pMH, sizeof(tagCPOMEMHEADER) + capacity + extra);
   if (!moved) {

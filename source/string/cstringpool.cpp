@@ -598,20 +598,20 @@ Buffers::tagCPOVTABL const CPPoolString::_vtbl = {&_recordCreate, nullptr, &_rec
                                                   &CPObjectMemory::_nointerface};
 
 constinit tagPOOLSTRINGSTATIC CPPoolString::_sNull = {
-    {0, kStaticSize, kStaticSize, &CPPoolString::_vtbl},
+    {0, 0, kStaticSize, kStaticSize, &CPPoolString::_vtbl},
     {0, 0, 0, kAllOnes, kAllOnes, CPPoolString::_sNull.text, g_emptyUTF8},
     {}};
 constinit tagPOOLSTRINGSTATIC CPPoolString::_sEmpty = {
-    {0, kStaticSize, kStaticSize, &CPPoolString::_vtbl},
+    {0, 0, kStaticSize, kStaticSize, &CPPoolString::_vtbl},
     {0, 0, 0, 0, 0, CPPoolString::_sEmpty.text, g_emptyUTF8},
     {}};
 
 namespace {
 
-constinit tagPOOLSTRINGSTATIC g_true = {{0, kStaticSize, kStaticSize, &CPPoolString::_vtbl},
+constinit tagPOOLSTRINGSTATIC g_true = {{0, 0, kStaticSize, kStaticSize, &CPPoolString::_vtbl},
                                         {0, 0, 0, 0, 0, g_true.text, g_trueUTF8},
                                         {u't', u'r', u'u', u'e'}};
-constinit tagPOOLSTRINGSTATIC g_false = {{0, kStaticSize, kStaticSize, &CPPoolString::_vtbl},
+constinit tagPOOLSTRINGSTATIC g_false = {{0, 0, kStaticSize, kStaticSize, &CPPoolString::_vtbl},
                                          {0, 0, 0, 0, 0, g_false.text, g_falseUTF8},
                                          {u'f', u'a', u'l', u's', u'e'}};
 
@@ -761,7 +761,7 @@ protected:
 // allocating. Not counted: handles to it never free it.
 struct _tagGroupProbe {
   explicit _tagGroupProbe(CPObjectMemory const & record)
-      : header{0, sizeof(CPObjectMemory), sizeof(CPObjectMemory),
+      : header{0, 0, sizeof(CPObjectMemory), sizeof(CPObjectMemory),
                &Buffers::CPObjectVector<CPObjectMemory>::_vtbl},
         element(_cRecordAccess::Wrap(_cRecordAccess::Header(record))) {}
   CPObjectMemory Handle() { return _cRecordAccess::Wrap(&header); }
@@ -1042,7 +1042,7 @@ CPPoolString _static(tagPOOLSTRINGSTATIC & s) {
 // without copying it. Not counted: handles to it never free it.
 struct _tagRecordProbe {
   _tagRecordProbe(_tagMeasure const & m, qefWChar const * head)
-      : header{0, sizeof(tagPOOLSTRING), sizeof(tagPOOLSTRING), &CPPoolString::_vtbl},
+      : header{0, 0, sizeof(tagPOOLSTRING), sizeof(tagPOOLSTRING), &CPPoolString::_vtbl},
         record{0, m.length, m.utf8Size, m.sHash, m.sHashi, head, nullptr} {}
   CPObjectMemory Handle() { return _cRecordAccess::Wrap(&header); }
 

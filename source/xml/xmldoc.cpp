@@ -75,9 +75,9 @@ public:
   std::size_t Size() const { return m_size; }
   // Moves the items from position `from` on into `array`, allocated to exactly their number,
   // without touching their counts. False when the array cannot be allocated, nothing moved.
-  template <class A> bool MoveInto(A & array, std::size_t from) {
+  template <class A> bool MoveInto(A & array, std::size_t from, Buffers::_CBlockArena & arena) {
     std::size_t const count = m_size - from;
-    if (!array.Alloc(count)) {
+    if (!array.Alloc(count, arena)) {
       return false;
     }
     // The array's fresh elements are empty handles, which hold nothing: overwritten as bytes.
@@ -250,7 +250,7 @@ public:
     // Created with the permanent empty name, which is not counted; the pooled name then moves
     // in without touching its count.
     if (!TakeAttributes() || !Pool(name, length, pooled) ||
-        !_CXMLNodeAccess::Create(node, CPPoolString::pempty) ||
+        !_CXMLNodeAccess::Create(node, CPPoolString::pempty, m_arena) ||
         !m_open.Push(_CXMLNodeAccess::Record(node))) {
       return false;
     }
@@ -301,7 +301,7 @@ public:
     std::size_t const first = m_firstChild.Top();
     if (m_children.Size() > first) {
       tagXMLNODE * const node = m_open.Top();
-      if (!m_children.MoveInto(node->elements, first)) {
+      if (!m_children.MoveInto(node->elements, first, m_arena)) {
         return false;
       }
       node->state = node->state == kXMLStateData ? kXMLStateMixed : kXMLStateElements;
@@ -323,10 +323,12 @@ private:
     if (m_attributes.Empty()) {
       return true;
     }
-    return m_attributes.MoveInto(m_open.Top()->attributes, 0);
+    return m_attributes.MoveInto(m_open.Top()->attributes, 0, m_arena);
   }
 
   // The records of the open elements, the root first; each is held by `root` or `m_children`.
+  // Carves the nodes and arrays, so that a document's tree lies in few pages, in document order.
+  Buffers::_CBlockArena m_arena;
   _CHeapStack<tagXMLNODE *> m_open;
   _CHeapStack<std::size_t> m_firstChild; // per open element: where its children start
   _CHeapStack<CPXMLObject> m_children;   // the children of the open elements, in order

@@ -3,12 +3,19 @@
 
 #include <vorx/xml.h>
 
+#include "buffers/block_arena.h"
+
+#include <new>
+
 namespace VORX::XML {
 
 // An array of one-pointer handles in one block, owned by a single node record (never shared),
 // that grows by doubling in place.
 template <class T> class _CXMLArray : public Buffers::CPObjectVector<T> {
+  using tagCPOVTABL = Buffers::tagCPOVTABL;
+
 public:
+  using Buffers::CPObjectVector<T>::Alloc;
   // Shares `item` into position `pos` (beyond the end appends). False when the array cannot
   // grow, unchanged.
   bool Put(T const & item, std::size_t pos) {
@@ -20,6 +27,20 @@ public:
       }
     }
     return Buffers::CPObjectVector<T>::Insert(shared, pos);
+  }
+  // As `Alloc(n)`, the block carved by `arena`.
+  bool Alloc(std::size_t n, Buffers::_CBlockArena & arena) {
+    this->free();
+    if (n == 0) {
+      return true;
+    }
+    tagCPOVTABL const & table = Buffers::CPObjectVector<T>::_vtbl;
+    if (n > static_cast<std::size_t>(-1) / 2 / sizeof(T) ||
+        !arena.Alloc(*this, n * sizeof(T), &table)) {
+      return false;
+    }
+    table.create(this->get_ptr(), n * sizeof(T));
+    return true;
   }
   T * items() const { return static_cast<T *>(this->get_ptr()); }
   // Moves every handle of `from` to the end of this array without touching their counts;
@@ -81,6 +102,22 @@ public:
   // A new node named `name` (not checked) into `node`; false when memory runs out.
   static bool Create(CPXMLObject & node, CPPoolString const & name) {
     return CPXMLObject::_create(node, name);
+  }
+  // As `Create`, the node's block carved by `arena`.
+  static bool Create(CPXMLObject & node, CPPoolString const & name, Buffers::_CBlockArena & arena) {
+    CPXMLObject fresh;
+    if (!arena.Alloc(fresh, sizeof(tagXMLNODE), &CPXMLObject::_vtbl)) {
+      return false;
+    }
+    Construct(fresh, name);
+    node = std::move(fresh);
+    return true;
+  }
+  // Builds the record of a fresh node block: named `name`, nothing else.
+  static void Construct(CPXMLObject & fresh, CPPoolString const & name) {
+    tagXMLNODE * const record = ::new (fresh.get_ptr()) tagXMLNODE();
+    record->name = name;
+    record->data = CPPoolString::pempty;
   }
 };
 

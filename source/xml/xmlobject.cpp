@@ -214,9 +214,7 @@ bool CPXMLObject::_create(CPXMLObject & node, CPPoolString const & name) {
   if (!fresh.Alloc(sizeof(tagXMLNODE), &_vtbl)) {
     return false;
   }
-  tagXMLNODE * const record = ::new (fresh.get_ptr()) tagXMLNODE();
-  record->name = name;
-  record->data = CPPoolString::pempty;
+  _CXMLNodeAccess::Construct(fresh, name);
   node = std::move(fresh);
   return true;
 }

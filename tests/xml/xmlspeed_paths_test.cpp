@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <vorx/xml.h>
@@ -142,6 +143,59 @@ TEST(XmlSpeedPaths, ParsedArraysGrowWhenTheTreeIsEdited) {
   EXPECT_EQ(Text(children[0].GetName()) + Text(children[1].GetName()) +
                 Text(children[2].GetName()) + Text(children[42].GetName()),
             u"ecde");
+}
+
+TEST(XmlSpeedPaths, ParsedNodesOutliveTheirDocumentAndGoFromAnyThread) {
+  // A parsed tree lies in shared pages: nodes kept from it must stay whole after the document
+  // goes, edits must move them off their pages, and releasing them on several threads at once
+  // must give every page back (the leak check counts the pages).
+  std::string const text = Document(40, 60, 500);
+  std::vector<CPXMLObject> kept;
+  std::vector<std::u16string> want;
+  {
+    CXMLDoc doc;
+    ASSERT_TRUE(Parse(doc, text));
+    std::uint64_t groups = 0;
+    CPXMLObject * group = doc.GetRootElement().GetElements(groups);
+    ASSERT_EQ(groups, 40u);
+    for (std::uint64_t g = 0; g < groups; g += 3) {
+      std::uint64_t count = 0;
+      CPXMLObject * children = group[g].GetElements(count);
+      for (std::uint64_t i = 0; i < count; i += 7) {
+        kept.push_back(children[i]);
+        want.push_back(vorx::test::TreeText(children[i]));
+      }
+    }
+  }
+  CXMLDoc other;
+  ASSERT_TRUE(Parse(other, Document(3, 5, 4)));
+  ASSERT_GT(kept.size(), 100u);
+  for (std::size_t i = 0; i < kept.size(); ++i) {
+    ASSERT_EQ(vorx::test::TreeText(kept[i]), want[i]) << i;
+  }
+  for (std::size_t i = 0; i < kept.size(); i += 5) {
+    ASSERT_TRUE(kept[i].SetAttribute(CPPoolString(u"w"), CXMLValue(u"edited")));
+    ASSERT_TRUE(kept[i].AddTag(CPPoolString(u"more"), CXMLValue(u"x")));
+    ASSERT_TRUE(kept[i].Rename(CPPoolString(u"renamed")));
+    EXPECT_EQ(Text(kept[i].FindAttribute(CPPoolString(u"w"))), u"edited");
+    EXPECT_EQ(Text(kept[i].FindElementData(CPPoolString(u"more"))), u"x");
+  }
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&kept, t] {
+      std::vector<CPXMLObject> mine;
+      for (std::size_t i = 0; i < kept.size(); ++i) {
+        mine.push_back(kept[i]); // every thread counts every node up and down
+      }
+      for (std::size_t i = std::size_t(t); i < mine.size(); i += 4) {
+        mine[i] = CPXMLObject();
+      }
+    });
+  }
+  for (std::thread & thread : threads) {
+    thread.join();
+  }
+  kept.clear();
 }
 
 TEST(XmlSpeedPaths, TextsThePoolCannotKeepWholeAreRefusedOnEveryPath) {
