@@ -16,6 +16,7 @@
 #include "buffers/crc64.h"
 #include "buffers/crc_fold.h"
 #include "core/cpu.h"
+#include "string/pool_batch.h"
 #include "string/pool_record.h"
 #include "threading/critical_section.h"
 
@@ -789,15 +790,28 @@ public:
   // Starts an ageing pass: no slot has been copied by a removal yet.
   void BeginPass() { m_copiedSlot = kNoSlot; }
 
+  // Starts reading the vector of the slot `hash` falls in (the lock is held).
+  void PrefetchSlot(std::uint64_t hash) const {
+    if (tagCPOMEMHEADER const * const slot = _slot(hash)) {
+      __builtin_prefetch(slot);
+    }
+  }
+  // Starts reading the entries of that slot a halving search visits first (the lock is held;
+  // best after `PrefetchSlot`).
+  void PrefetchEntries(std::uint64_t hash) const {
+    if (tagCPOMEMHEADER const * const slot = _slot(hash)) {
+      std::size_t const count = slot->sSize / sizeof(Lookup::tagHASHENTRY);
+      auto const * entries = reinterpret_cast<Lookup::tagHASHENTRY const *>(slot + 1);
+      __builtin_prefetch(entries + count / 2);
+      __builtin_prefetch(entries + count / 4);
+      __builtin_prefetch(entries + 3 * count / 4);
+    }
+  }
+
   // `FindItem` for the look-up of a text: a short slot (the usual case) is searched here with
   // this table's ordering called directly, a longer one by `FindItem`. The same entry results.
   CPObjectMemory FindRecord(std::uint64_t hash, CPObjectMemory const & probe) {
-    tagCPOMEMHEADER const * const slots = _cRecordAccess::Header(m_slots);
-    if (!slots) {
-      return CPObjectMemory();
-    }
-    tagCPOMEMHEADER const * const slot =
-        _cRecordAccess::Header(reinterpret_cast<CPObjectMemory const *>(slots + 1)[hash & m_mask]);
+    tagCPOMEMHEADER const * const slot = _slot(hash);
     if (!slot) {
       return CPObjectMemory();
     }
@@ -821,6 +835,17 @@ public:
       }
     }
     return CPObjectMemory();
+  }
+
+private:
+  // The vector of the slot `hash` falls in; null when the slot or the table has none.
+  tagCPOMEMHEADER const * _slot(std::uint64_t hash) const {
+    tagCPOMEMHEADER const * const slots = _cRecordAccess::Header(m_slots);
+    if (!slots) {
+      return nullptr;
+    }
+    return _cRecordAccess::Header(
+        reinterpret_cast<CPObjectMemory const *>(slots + 1)[hash & m_mask]);
   }
 
 protected:
@@ -1196,6 +1221,55 @@ CPPoolString _wide(qefWChar const * text, std::uint64_t n, bool create, bool ign
   return _lookup(src, create, ignoreCase);
 }
 
+// Looks up and interns up to `kInternBatch` texts (see `_InternWideBatch`).
+void _internBatch(qefWChar const * const * texts, std::uint64_t const * lengths, std::size_t count,
+                  CPPoolString * out) {
+  _tagPool & pool = _pool();
+  alignas(_tagSource) unsigned char sourceBytes[kInternBatch][sizeof(_tagSource)];
+  alignas(_tagRecordProbe) unsigned char probeBytes[kInternBatch][sizeof(_tagRecordProbe)];
+  auto * const sources = reinterpret_cast<_tagSource *>(sourceBytes);
+  auto * const probes = reinterpret_cast<_tagRecordProbe *>(probeBytes);
+  std::size_t wanted[kInternBatch];
+  std::size_t n = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    qefWChar const * const text = texts[i];
+    out[i] = CPPoolString();
+    if (!text) {
+      continue;
+    }
+    if (lengths[i] == 0 || text[0] == 0) {
+      out[i] = _static(CPPoolString::_sEmpty);
+      continue;
+    }
+    _tagSource & src = *::new (&sources[n]) _tagSource{{}, text, text, &_writeUnits};
+    std::uint64_t units = 0;
+    if (_measureWide(text, lengths[i], src.m, units)) {
+      ::new (&probes[n]) _tagRecordProbe(src.m, src.head);
+      wanted[n++] = i;
+    }
+  }
+  {
+    _cPoolLock lock(pool);
+    for (std::size_t k = 0; k < n; ++k) {
+      pool.records.PrefetchSlot(sources[k].m.sHash);
+    }
+    for (std::size_t k = 0; k < n; ++k) {
+      pool.records.PrefetchEntries(sources[k].m.sHash);
+    }
+    for (std::size_t k = 0; k < n; ++k) {
+      CPObjectMemory found = pool.records.FindRecord(sources[k].m.sHash, probes[k].Handle());
+      if (found) {
+        out[wanted[k]] = _cRecordAccess::Adopt(std::move(found));
+      }
+    }
+  }
+  for (std::size_t k = 0; k < n; ++k) {
+    if (out[wanted[k]].isnull()) {
+      out[wanted[k]] = _create(sources[k], false);
+    }
+  }
+}
+
 CPPoolString _utf8(unsigned char const * text, std::uint64_t n, bool create, bool ignoreCase) {
   if (!text) {
     return CPPoolString();
@@ -1249,6 +1323,13 @@ CPPoolString CStringPool::GetStringRefn(qefWChar const * text, std::uint64_t n) 
 }
 CPPoolString CStringPool::GetStringRefn(unsigned char const * utf8, std::uint64_t n) {
   return _utf8(utf8, n, true, false);
+}
+
+void _InternWideBatch(qefWChar const * const * texts, std::uint64_t const * lengths,
+                      std::size_t count, CPPoolString * out) {
+  for (std::size_t done = 0; done < count; done += kInternBatch) {
+    _internBatch(texts + done, lengths + done, std::min(count - done, kInternBatch), out + done);
+  }
 }
 CPPoolString CStringPool::GetStringRefi(qefWChar const * text) {
   return _wide(text, kAllOnes, true, true);

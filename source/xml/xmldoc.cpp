@@ -9,6 +9,7 @@
 #include <vorx/files.h>
 #include <vorx/xml.h>
 
+#include "string/pool_batch.h"
 #include "xml/xmlnode.h"
 #include "xml/xmlreader.h"
 
@@ -71,6 +72,7 @@ public:
   }
   void Pop() { m_items[--m_size].~T(); }
   T & Top() { return m_items[m_size - 1]; }
+  T * Items() { return m_items; }
   bool Empty() const { return m_size == 0; }
   std::size_t Size() const { return m_size; }
   // Moves the items from position `from` on into `array`, allocated to exactly their number,
@@ -107,23 +109,32 @@ private:
   std::size_t m_capacity = 0;
 };
 
-// Remembers the pooled strings of the short texts a document repeats (element and attribute
-// names, and values such as attribute values), so that a repeat costs a hash, one comparison
-// and a count increment instead of a pool lookup under the pool's lock. Belongs to one tree
-// builder and is used by its thread only; it holds one reference per text it remembers until it
-// goes. Bounded: texts of at most `kMaxUnits` units, at most `kMaxSlots / 2` of them; later
-// texts go to the pool each time. A table that cannot grow (no memory) stays as it is, and
-// without any table every text goes to the pool: the cache never makes a parse fail.
-class _CPooledTextCache {
+// Gives the tree builder the pooled strings of the texts it meets. Short texts (element and
+// attribute names, attribute values, short data) are remembered per document, so a repeat costs
+// a hash, one comparison and a count increment; a short text met for the first time is not looked
+// up at once but waits, with the places it goes to, until `kBatch` of them have gathered (or the
+// places run out, or `Resolve` is called), and they are then interned together, their table reads
+// overlapping under one taking of the pool's lock. Until then those places hold the null string:
+// the tree is complete only after `Resolve`. Longer texts and texts with surrogates go to the pool
+// at once, so a text the pool cannot keep whole is refused where it stands.
+//
+// Belongs to one tree builder and is used by its thread only; it holds one reference per text it
+// remembers until it goes. Bounded: texts of at most `kMaxUnits` units, at most `kMaxSlots / 2`
+// remembered (later ones are still batched, not remembered); `kBatch` waiting texts and
+// `kMaxPlaces` waiting places. A table that cannot grow (no memory) stays as it is: remembering
+// never makes a parse fail, only a pool without memory does.
+class _CPooledTexts {
 public:
   static constexpr std::size_t kMaxUnits = 64;
   static constexpr std::size_t kFirstSlots = 256;
   static constexpr std::size_t kMaxSlots = std::size_t(1) << 14;
+  static constexpr std::size_t kBatch = String::kInternBatch;
+  static constexpr std::size_t kMaxPlaces = 4 * kBatch;
 
-  _CPooledTextCache() = default;
-  _CPooledTextCache(_CPooledTextCache const &) = delete;
-  _CPooledTextCache & operator=(_CPooledTextCache const &) = delete;
-  ~_CPooledTextCache() {
+  _CPooledTexts() = default;
+  _CPooledTexts(_CPooledTexts const &) = delete;
+  _CPooledTexts & operator=(_CPooledTexts const &) = delete;
+  ~_CPooledTexts() {
     for (std::size_t i = 0; i < m_capacity; ++i) {
       if (m_slots[i].hash != 0) {
         m_slots[i].pooled.~CPPoolString();
@@ -132,52 +143,155 @@ public:
     Core::OS::_ffree(m_slots);
   }
 
-  // A pooled string of `text[0..length)`; false when the pool gives none (memory runs out, or
-  // the pool would not keep every unit: a surrogate pair counts one character there).
-  bool Get(qefWChar const * text, std::size_t length, CPPoolString & out) {
-    if (length == 0 || length > kMaxUnits) {
-      return Intern(text, length, out);
+  // Makes `*place` the pooled string of `text[0..length)`, now or at the next `Resolve`; `place`
+  // must stay where it is until then. `stack` is where the builder's stack of waiting handles
+  // lies now (see `SetInStack`). False when the pool gives none (memory runs out, or the pool
+  // would not keep every unit: a surrogate pair counts one character there).
+  bool Set(qefWChar const * text, std::size_t length, CPPoolString * place, CPPoolString * stack) {
+    return Put(text, length, place, 0, stack);
+  }
+  // As `Set` for the handle at `index` of a stack that lies at `stack` now and may still move:
+  // until `Moved` gives the handle its lasting place, it is reached through the stack.
+  bool SetInStack(qefWChar const * text, std::size_t length, CPPoolString * stack,
+                  std::size_t index) {
+    return Put(text, length, stack + index, index + 1, stack);
+  }
+  // The stack's handles from `from` on now lie at `to`, where they stay until `Resolve`.
+  void Moved(std::size_t from, CPPoolString * to) {
+    for (std::size_t i = m_places; i > 0 && m_place[i - 1].stacked != 0; --i) {
+      tagPLACE & p = m_place[i - 1];
+      p.handle = to + (p.stacked - 1 - from);
+      p.stacked = 0;
+    }
+  }
+  // Interns the waiting texts and fills their places (those still in the stack through `stack`).
+  // False when the pool gives none for one of them; the places then keep the null string.
+  bool Resolve(CPPoolString * stack) {
+    if (m_pending == 0) {
+      return true;
+    }
+    qefWChar const * texts[kBatch];
+    std::uint64_t lengths[kBatch];
+    CPPoolString pooled[kBatch];
+    for (std::size_t k = 0; k < m_pending; ++k) {
+      texts[k] = m_text + k * kMaxUnits;
+      lengths[k] = m_length[k];
+    }
+    String::_InternWideBatch(texts, lengths, m_pending, pooled);
+    bool ok = true;
+    for (std::size_t k = 0; k < m_pending; ++k) {
+      ok = ok && pooled[k].len() == m_length[k];
+    }
+    if (ok) {
+      for (std::size_t i = 0; i < m_places; ++i) {
+        tagPLACE const & p = m_place[i];
+        *(p.stacked != 0 ? stack + (p.stacked - 1) : p.handle) = pooled[p.text];
+      }
+    }
+    for (std::size_t k = 0; k < m_pending; ++k) {
+      if (m_slot[k] != kNoSlot) {
+        tagSLOT & slot = m_slots[m_slot[k]];
+        slot.pending = kNotPending;
+        if (ok) {
+          slot.pooled = std::move(pooled[k]);
+        } else {
+          slot.hash = 0; // forgotten: the table holds only pooled strings
+          slot.pooled.~CPPoolString();
+          --m_used;
+        }
+      }
+    }
+    m_pending = 0;
+    m_places = 0;
+    return ok;
+  }
+
+private:
+  static constexpr std::uint32_t kNotPending = 0xFFFFFFFF;
+  static constexpr std::size_t kNoSlot = static_cast<std::size_t>(-1);
+
+  struct tagSLOT {
+    std::uint64_t hash;    // 0 for a free slot
+    CPPoolString pooled;   // the null string while the text waits
+    std::uint32_t pending; // the waiting text's number, or kNotPending
+  };
+  struct tagPLACE {
+    CPPoolString * handle;
+    std::size_t stacked; // 1 + the stack index until `Moved`, else 0
+    std::size_t text;
+  };
+
+  bool Put(qefWChar const * text, std::size_t length, CPPoolString * place, std::size_t stacked,
+           CPPoolString * stack) {
+    if (length == 0 || length > kMaxUnits || _hasSurrogate(text, length)) {
+      *place = String::CStringPool::GetStringRefn(text, length);
+      return place->len() == length;
     }
     std::uint64_t const hash = Hash(text, length);
     std::size_t at = 0;
     if (m_capacity != 0) {
       std::size_t const mask = m_capacity - 1;
       for (at = hash & mask; m_slots[at].hash != 0; at = (at + 1) & mask) {
-        if (m_slots[at].hash == hash && Same(m_slots[at].pooled, text, length)) {
-          out = m_slots[at].pooled;
-          return true;
+        tagSLOT const & slot = m_slots[at];
+        if (slot.hash != hash) {
+          continue;
+        }
+        if (slot.pending == kNotPending) {
+          if (Same(slot.pooled, text, length)) {
+            *place = slot.pooled;
+            return true;
+          }
+        } else if (SameWaiting(slot.pending, text, length)) {
+          if (m_places == kMaxPlaces) {
+            // Resolving fills the slot: the text is then found as any other.
+            return Resolve(stack) && Put(text, length, place, stacked, stack);
+          }
+          return Wait(place, stacked, slot.pending);
         }
       }
     }
-    if (!Intern(text, length, out)) {
+    if ((m_pending == kBatch || m_places == kMaxPlaces) && !Resolve(stack)) {
       return false;
     }
+    std::size_t const k = m_pending++;
+    std::memcpy(m_text + k * kMaxUnits, text, length * sizeof(qefWChar));
+    m_length[k] = length;
+    m_slot[k] = kNoSlot;
     if (2 * (m_used + 1) > m_capacity) {
-      if (!Grow()) {
-        return true;
-      }
-      for (at = hash & (m_capacity - 1); m_slots[at].hash != 0; at = (at + 1) & (m_capacity - 1)) {
+      if (Grow()) {
+        for (at = hash & (m_capacity - 1); m_slots[at].hash != 0;
+             at = (at + 1) & (m_capacity - 1)) {
+        }
+      } else {
+        return Wait(place, stacked, k);
       }
     }
     m_slots[at].hash = hash;
-    ::new (&m_slots[at].pooled) CPPoolString(out);
+    ::new (&m_slots[at].pooled) CPPoolString();
+    m_slots[at].pending = static_cast<std::uint32_t>(k);
+    m_slot[k] = at;
     ++m_used;
+    return Wait(place, stacked, k);
+  }
+  // Adds a place for waiting text `text`; the caller has made room.
+  bool Wait(CPPoolString * place, std::size_t stacked, std::size_t text) {
+    m_place[m_places++] = tagPLACE{place, stacked, text};
     return true;
   }
-
-private:
-  struct tagSLOT {
-    std::uint64_t hash; // 0 for a free slot
-    CPPoolString pooled;
-  };
-
-  static bool Intern(qefWChar const * text, std::size_t length, CPPoolString & out) {
-    out = String::CStringPool::GetStringRefn(text, length);
-    return out.len() == length;
+  static bool _hasSurrogate(qefWChar const * text, std::size_t length) {
+    unsigned found = 0;
+    for (std::size_t i = 0; i < length; ++i) {
+      found |= unsigned(text[i] - 0xD800u) < 0x800u;
+    }
+    return found != 0;
   }
   static bool Same(CPPoolString const & pooled, qefWChar const * text, std::size_t length) {
     return pooled.len() == length &&
            std::memcmp(static_cast<qefWChar const *>(pooled), text, length * sizeof(qefWChar)) == 0;
+  }
+  bool SameWaiting(std::size_t k, qefWChar const * text, std::size_t length) const {
+    return m_length[k] == length &&
+           std::memcmp(m_text + k * kMaxUnits, text, length * sizeof(qefWChar)) == 0;
   }
   // Four units at a time, never 0.
   static std::uint64_t Hash(qefWChar const * text, std::size_t length) {
@@ -198,7 +312,8 @@ private:
     return h | 1;
   }
   // Makes the table four times as large (fewer large blocks per document), moving the handles
-  // as bytes; false when it is at its bound or memory runs out, the table unchanged.
+  // as bytes and telling the waiting texts where their slots went; false when it is at its bound
+  // or memory runs out, the table unchanged.
   bool Grow() {
     std::size_t const capacity = m_capacity == 0 ? kFirstSlots : 4 * m_capacity;
     if (capacity > kMaxSlots) {
@@ -221,6 +336,9 @@ private:
       }
       std::memcpy(static_cast<void *>(&slots[at]), static_cast<void const *>(&m_slots[i]),
                   sizeof(tagSLOT));
+      if (slots[at].pending != kNotPending) {
+        m_slot[slots[at].pending] = at;
+      }
     }
     Core::OS::_ffree(m_slots);
     m_slots = slots;
@@ -231,6 +349,13 @@ private:
   tagSLOT * m_slots = nullptr;
   std::size_t m_capacity = 0;
   std::size_t m_used = 0;
+  // The waiting texts, each in its own row of `kMaxUnits` units, with their slots (or kNoSlot).
+  qefWChar m_text[kBatch * kMaxUnits];
+  std::size_t m_length[kBatch];
+  std::size_t m_slot[kBatch];
+  std::size_t m_pending = 0;
+  tagPLACE m_place[kMaxPlaces];
+  std::size_t m_places = 0;
 };
 
 // Builds `CPXMLObject` nodes from the reader's items. An attribute with an empty value is not
@@ -245,16 +370,13 @@ public:
   ~_CXMLTreeBuilder() = default;
 
   bool StartElement(qefWChar const * name, std::size_t length) override {
-    CPPoolString pooled;
     CPXMLObject node;
-    // Created with the permanent empty name, which is not counted; the pooled name then moves
-    // in without touching its count.
-    if (!TakeAttributes() || !Pool(name, length, pooled) ||
-        !_CXMLNodeAccess::Create(node, CPPoolString::pempty, m_arena) ||
+    // Created with the permanent empty name, which is not counted; the record stays where it is
+    // until its pooled name arrives.
+    if (!TakeAttributes() || !_CXMLNodeAccess::Create(node, CPPoolString::pempty, m_arena) ||
         !m_open.Push(_CXMLNodeAccess::Record(node))) {
       return false;
     }
-    m_open.Top()->name = std::move(pooled);
     // The node waits among its parent's children (the root is kept aside); its own children
     // start after it.
     bool const placed =
@@ -263,7 +385,7 @@ public:
       m_open.Pop();
       return false;
     }
-    return true;
+    return m_texts.Set(name, length, &m_open.Top()->name, m_attributes.Items());
   }
   // Attributes and data go straight into the node record: the reader has checked the names
   // and made the attributes unique, and the text is kept exactly as read.
@@ -272,27 +394,20 @@ public:
     if (valueLength == 0) {
       return true;
     }
-    CPPoolString pooledName;
-    CPPoolString pooledValue;
-    if (!Pool(name, nameLength, pooledName) || !Pool(value, valueLength, pooledValue) ||
-        !m_attributes.Push(std::move(pooledName))) {
+    std::size_t const at = m_attributes.Size();
+    if (!m_attributes.Push(CPPoolString()) || !m_attributes.Push(CPPoolString())) {
       return false;
     }
-    if (!m_attributes.Push(std::move(pooledValue))) {
-      m_attributes.Pop();
-      return false;
-    }
-    return true;
+    return m_texts.SetInStack(name, nameLength, m_attributes.Items(), at) &&
+           m_texts.SetInStack(value, valueLength, m_attributes.Items(), at + 1);
   }
   bool Data(qefWChar const * text, std::size_t length) override {
-    CPPoolString pooled;
-    if (!TakeAttributes() || !Pool(text, length, pooled)) {
+    if (!TakeAttributes()) {
       return false;
     }
     tagXMLNODE * const node = m_open.Top();
-    node->data = std::move(pooled);
     node->state |= kXMLStateData;
-    return true;
+    return m_texts.Set(text, length, &node->data, m_attributes.Items());
   }
   bool EndElement() override {
     if (!TakeAttributes()) {
@@ -311,29 +426,34 @@ public:
     return true;
   }
 
+  // Completes the tree once the document has been read: the texts still waiting get their pooled
+  // strings. False when the pool gives none.
+  bool Finish() { return m_texts.Resolve(m_attributes.Items()); }
+
   CPXMLObject root;
 
 private:
-  // A pooled string of `text[0..length)`; false when memory runs out.
-  bool Pool(qefWChar const * text, std::size_t length, CPPoolString & out) {
-    return m_texts.Get(text, length, out);
-  }
   // Hands the waiting attributes to the element being read.
   bool TakeAttributes() {
     if (m_attributes.Empty()) {
       return true;
     }
-    return m_attributes.MoveInto(m_open.Top()->attributes, 0, m_arena);
+    _CXMLArray<CPPoolString> & array = m_open.Top()->attributes;
+    if (!m_attributes.MoveInto(array, 0, m_arena)) {
+      return false;
+    }
+    m_texts.Moved(0, array.items());
+    return true;
   }
 
-  // The records of the open elements, the root first; each is held by `root` or `m_children`.
   // Carves the nodes and arrays, so that a document's tree lies in few pages, in document order.
   Buffers::_CBlockArena m_arena;
+  // The records of the open elements, the root first; each is held by `root` or `m_children`.
   _CHeapStack<tagXMLNODE *> m_open;
   _CHeapStack<std::size_t> m_firstChild; // per open element: where its children start
   _CHeapStack<CPXMLObject> m_children;   // the children of the open elements, in order
   _CHeapStack<CPPoolString> m_attributes;
-  _CPooledTextCache m_texts;
+  _CPooledTexts m_texts;
 };
 
 // A bounded text being assembled for the report.
@@ -499,18 +619,31 @@ eTextForm _detect(std::uint8_t const * b, bool buffer) {
   return eTextForm::UTF8;
 }
 
+// The number of 16-bit units of a text (a UTF-8 character above U+FFFF takes two).
+std::uint64_t _unitCount(std::uint16_t const *, std::size_t length) {
+  return length;
+}
+std::uint64_t _unitCount(std::uint8_t const * text, std::size_t length) {
+  std::uint64_t units = 0;
+  for (std::size_t i = 0; i < length; ++i) {
+    units += (text[i] & 0xC0) != 0x80;
+    units += text[i] >= 0xF0;
+  }
+  return units;
+}
+
 // Reads `text` into a tree: on success `root` takes it, otherwise `code` and `position` say why.
 template <class Unit>
 bool _readTree(Unit const * text, std::size_t length, CPXMLObject & root, std::uint32_t & code,
                std::uint64_t & position) {
   _CXMLTreeBuilder builder;
   tagXMLREADRESULT const result = _XMLReadDocument(text, length, builder);
-  if (result.code == kXMLNoError) {
+  if (result.code == kXMLNoError && builder.Finish()) {
     root = builder.root;
     return true;
   }
-  code = result.code;
-  position = result.position;
+  code = result.code == kXMLNoError ? std::uint32_t(kXMLErrDOM) : result.code;
+  position = result.code == kXMLNoError ? _unitCount(text, length) : result.position;
   return false;
 }
 

@@ -119,6 +119,33 @@ TEST(XmlSpeedPaths, ParsedTreesMatchTheReadersItems) {
   EXPECT_TRUE(items[2].GetName() == items[0].GetName());
 }
 
+TEST(XmlSpeedPaths, TextsWaitingToBePooledReachEveryPlace) {
+  // Texts met for the first time are pooled in batches; each must reach every place that waits
+  // for it, through attribute stacks that move and cache tables that grow meanwhile, and leave no
+  // reference behind (this test counts blocks).
+  std::string wide = "<r";
+  for (int i = 0; i < 150; ++i) {
+    wide += " a" + std::to_string(i) + "='v" + std::to_string(i) + "'";
+  }
+  wide += "><c z='v7'/></r>";
+  std::string fewTexts = "<r>";
+  for (int i = 0; i < 600; ++i) {
+    fewTexts += "<e k='w" + std::to_string(i % 5) + "'>w" + std::to_string(i % 3) + "</e>";
+  }
+  fewTexts += "</r>";
+  std::string repeated = "<r>"; // batches end at odd counts while the table grows
+  for (int i = 0; i < 700; ++i) {
+    std::string const v = "'u" + std::to_string(i) + "'";
+    repeated += "<e k=" + v + " j=" + v + " l=" + v + " m=" + v + ">u" + std::to_string(i) + "</e>";
+  }
+  repeated += "</r>";
+  for (std::string const & text : {wide, fewTexts, repeated}) {
+    CXMLDoc doc;
+    ASSERT_TRUE(Parse(doc, text)) << text.substr(0, 40);
+    EXPECT_EQ(Diff(text, doc), u"") << text.substr(0, 40);
+  }
+}
+
 TEST(XmlSpeedPaths, ParsedArraysGrowWhenTheTreeIsEdited) {
   // The parser sizes each array exactly; edits must still grow it, keeping the order.
   CXMLDoc doc;
