@@ -8,8 +8,11 @@
 
 namespace VORX::Buffers {
 
-// A page starts with the number of its live blocks, plus one while it is the arena's current
-// page; the blocks follow, each 16-byte aligned.
+// A page starts with its count and the blocks follow, each 16-byte aligned. While the page is the
+// arena's current one, the count starts at `kHeld` and each release of a block takes one off; when
+// the arena moves on it takes off `kHeld` less the blocks it carved, which leaves the number of
+// blocks still alive. So carving a block costs no atomic operation, and the count cannot reach 0
+// while the arena still carves from the page.
 struct _CBlockArena::tagPAGE {
   alignas(16) std::uint64_t live;
 };
@@ -18,6 +21,7 @@ static_assert(sizeof(tagCPOMEMHEADER) % 16 == 0, "carved payloads stay 16-byte a
 namespace {
 
 constexpr std::size_t kUnit = 16;
+constexpr std::uint64_t kHeld = std::uint64_t(1) << 62;
 
 std::atomic_ref<std::uint64_t> _live(void * page) {
   return std::atomic_ref<std::uint64_t>(*static_cast<std::uint64_t *>(page));
@@ -38,11 +42,13 @@ _CBlockArena::~_CBlockArena() {
 }
 
 void _CBlockArena::_drop() {
-  if (m_page && _live(m_page).fetch_sub(1, std::memory_order_acq_rel) == 1) {
+  if (m_page &&
+      _live(m_page).fetch_sub(kHeld - m_carved, std::memory_order_acq_rel) == kHeld - m_carved) {
     Core::OS::_ffree(m_page);
   }
   m_page = nullptr;
   m_used = 0;
+  m_carved = 0;
   m_size = 0;
 }
 
@@ -62,7 +68,8 @@ bool _CBlockArena::Alloc(CPObjectMemory & block, std::size_t bytes, tagCPOVTABL 
       return false;
     }
     _drop();
-    m_page = ::new (fresh) tagPAGE{1};
+    m_page = ::new (fresh) tagPAGE{kHeld};
+    m_carved = 0;
     m_used = sizeof(tagPAGE);
     m_size = size;
   }
@@ -74,7 +81,7 @@ bool _CBlockArena::Alloc(CPObjectMemory & block, std::size_t bytes, tagCPOVTABL 
   header->sSize = bytes;
   header->pVTbl = table;
   m_used += need;
-  _live(m_page).fetch_add(1, std::memory_order_relaxed);
+  ++m_carved;
   _cArenaBlock::Header(block) = header;
   return true;
 }

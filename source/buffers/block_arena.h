@@ -48,6 +48,7 @@ private:
   tagPAGE * m_page = nullptr;
   std::size_t m_used = 0;
   std::size_t m_size = 0;
+  std::uint64_t m_carved = 0; // blocks carved from the current page
 };
 
 } // namespace VORX::Buffers

@@ -1,5 +1,6 @@
 // `CXMLDoc`: the entry points of the XML reader (files, buffers, UTF-8 and 16-bit text), the tree
 // builder fed by the item reader (xmlreader.h), and the positioned error report.
+#include <algorithm>
 #include <cstring>
 #include <new>
 #include <string>
@@ -191,7 +192,6 @@ public:
     for (std::size_t k = 0; k < m_pending; ++k) {
       if (m_slot[k] != kNoSlot) {
         tagSLOT & slot = m_slots[m_slot[k]];
-        slot.pending = kNotPending;
         if (ok) {
           slot.pooled = std::move(pooled[k]);
         } else {
@@ -207,13 +207,11 @@ public:
   }
 
 private:
-  static constexpr std::uint32_t kNotPending = 0xFFFFFFFF;
   static constexpr std::size_t kNoSlot = static_cast<std::size_t>(-1);
 
   struct tagSLOT {
-    std::uint64_t hash;    // 0 for a free slot
-    CPPoolString pooled;   // the null string while the text waits
-    std::uint32_t pending; // the waiting text's number, or kNotPending
+    std::uint64_t hash;  // 0 for a free slot
+    CPPoolString pooled; // the null string while the text waits
   };
   struct tagPLACE {
     CPPoolString * handle;
@@ -236,42 +234,59 @@ private:
         if (slot.hash != hash) {
           continue;
         }
-        if (slot.pending == kNotPending) {
+        if (!slot.pooled.isnull()) {
           if (Same(slot.pooled, text, length)) {
             *place = slot.pooled;
             return true;
           }
-        } else if (SameWaiting(slot.pending, text, length)) {
+          continue;
+        }
+        std::size_t const k = Waiting(at);
+        if (SameWaiting(k, text, length)) {
           if (m_places == kMaxPlaces) {
             // Resolving fills the slot: the text is then found as any other.
             return Resolve(stack) && Put(text, length, place, stacked, stack);
           }
-          return Wait(place, stacked, slot.pending);
+          return Wait(place, stacked, k);
         }
       }
     }
     if ((m_pending == kBatch || m_places == kMaxPlaces) && !Resolve(stack)) {
       return false;
     }
-    std::size_t const k = m_pending++;
-    std::memcpy(m_text + k * kMaxUnits, text, length * sizeof(qefWChar));
-    m_length[k] = length;
-    m_slot[k] = kNoSlot;
-    if (2 * (m_used + 1) > m_capacity) {
-      if (Grow()) {
-        for (at = hash & (m_capacity - 1); m_slots[at].hash != 0;
-             at = (at + 1) & (m_capacity - 1)) {
-        }
-      } else {
-        return Wait(place, stacked, k);
+    bool remember = 2 * (m_used + 1) <= m_capacity;
+    if (!remember && 4 * m_capacity <= kMaxSlots) {
+      // The table grows only while no text waits, so no waiting text's slot moves.
+      if (!Resolve(stack)) {
+        return false;
+      }
+      remember = Grow();
+      for (at = hash & (m_capacity - 1); remember && m_slots[at].hash != 0;
+           at = (at + 1) & (m_capacity - 1)) {
       }
     }
-    m_slots[at].hash = hash;
-    ::new (&m_slots[at].pooled) CPPoolString();
-    m_slots[at].pending = static_cast<std::uint32_t>(k);
-    m_slot[k] = at;
-    ++m_used;
+    std::size_t const k = m_pending++;
+    qefWChar * const row = m_text + k * kMaxUnits;
+    for (std::size_t i = 0; i < length; ++i) {
+      row[i] = text[i];
+    }
+    m_length[k] = length;
+    m_slot[k] = kNoSlot;
+    if (remember) {
+      m_slots[at].hash = hash;
+      ::new (&m_slots[at].pooled) CPPoolString();
+      m_slot[k] = at;
+      ++m_used;
+    }
     return Wait(place, stacked, k);
+  }
+  // The number of the waiting text whose slot is `at`.
+  std::size_t Waiting(std::size_t at) const {
+    std::size_t k = 0;
+    while (m_slot[k] != at) {
+      ++k;
+    }
+    return k;
   }
   // Adds a place for waiting text `text`; the caller has made room.
   bool Wait(CPPoolString * place, std::size_t stacked, std::size_t text) {
@@ -312,8 +327,8 @@ private:
     return h | 1;
   }
   // Makes the table four times as large (fewer large blocks per document), moving the handles
-  // as bytes and telling the waiting texts where their slots went; false when it is at its bound
-  // or memory runs out, the table unchanged.
+  // as bytes; no text may be waiting. False when it is at its bound or memory runs out, the
+  // table unchanged.
   bool Grow() {
     std::size_t const capacity = m_capacity == 0 ? kFirstSlots : 4 * m_capacity;
     if (capacity > kMaxSlots) {
@@ -326,6 +341,7 @@ private:
     for (std::size_t i = 0; i < capacity; ++i) {
       slots[i].hash = 0;
     }
+
     for (std::size_t i = 0; i < m_capacity; ++i) {
       if (m_slots[i].hash == 0) {
         continue;
@@ -336,9 +352,6 @@ private:
       }
       std::memcpy(static_cast<void *>(&slots[at]), static_cast<void const *>(&m_slots[i]),
                   sizeof(tagSLOT));
-      if (slots[at].pending != kNotPending) {
-        m_slot[slots[at].pending] = at;
-      }
     }
     Core::OS::_ffree(m_slots);
     m_slots = slots;

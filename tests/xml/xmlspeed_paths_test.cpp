@@ -133,7 +133,7 @@ TEST(XmlSpeedPaths, TextsWaitingToBePooledReachEveryPlace) {
     fewTexts += "<e k='w" + std::to_string(i % 5) + "'>w" + std::to_string(i % 3) + "</e>";
   }
   fewTexts += "</r>";
-  std::string repeated = "<r>"; // batches end at odd counts while the table grows
+  std::string repeated = "<r>"; // many places per text; batches end early where the table grows
   for (int i = 0; i < 700; ++i) {
     std::string const v = "'u" + std::to_string(i) + "'";
     repeated += "<e k=" + v + " j=" + v + " l=" + v + " m=" + v + ">u" + std::to_string(i) + "</e>";
