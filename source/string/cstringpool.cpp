@@ -790,21 +790,82 @@ public:
   // Starts an ageing pass: no slot has been copied by a removal yet.
   void BeginPass() { m_copiedSlot = kNoSlot; }
 
-  // Starts reading the vector of the slot `hash` falls in (the lock is held).
-  void PrefetchSlot(std::uint64_t hash) const {
-    if (tagCPOMEMHEADER const * const slot = _slot(hash)) {
-      __builtin_prefetch(slot);
+  // `FindRecord` for `count` probes at once (the lock is held): `found[i]` becomes what
+  // `FindRecord(hashes[i], probes[i])` gives. The searches advance together, one halving step of
+  // each at a time, and each step asks for the entry the next one reads, so the reads of all the
+  // searches overlap instead of waiting one after another; the records compared last are asked
+  // for the same way. At most `kFindTogether` probes.
+  static constexpr std::size_t kFindTogether = 64;
+  void FindRecords(std::uint64_t const * hashes, CPObjectMemory const * probes, std::size_t count,
+                   CPObjectMemory * found) {
+    struct tagSEARCH {
+      Lookup::tagHASHENTRY const * entries;
+      std::size_t low;
+      std::size_t high;
+      std::size_t size;
+    };
+    tagSEARCH searches[kFindTogether];
+    for (std::size_t i = 0; i < count; ++i) {
+      tagCPOMEMHEADER const * const slot = _slot(hashes[i]);
+      searches[i] = {nullptr, 0, 0, 0};
+      if (slot) {
+        __builtin_prefetch(slot);
+        searches[i].entries = reinterpret_cast<Lookup::tagHASHENTRY const *>(slot + 1);
+      }
     }
-  }
-  // Starts reading the entries of that slot a halving search visits first (the lock is held;
-  // best after `PrefetchSlot`).
-  void PrefetchEntries(std::uint64_t hash) const {
-    if (tagCPOMEMHEADER const * const slot = _slot(hash)) {
-      std::size_t const count = slot->sSize / sizeof(Lookup::tagHASHENTRY);
-      auto const * entries = reinterpret_cast<Lookup::tagHASHENTRY const *>(slot + 1);
-      __builtin_prefetch(entries + count / 2);
-      __builtin_prefetch(entries + count / 4);
-      __builtin_prefetch(entries + 3 * count / 4);
+    for (std::size_t i = 0; i < count; ++i) {
+      tagSEARCH & s = searches[i];
+      if (s.entries) {
+        s.size = reinterpret_cast<tagCPOMEMHEADER const *>(s.entries)[-1].sSize /
+                 sizeof(Lookup::tagHASHENTRY);
+        s.high = s.size;
+        __builtin_prefetch(s.entries + s.size / 2);
+      }
+    }
+    // The first entry whose hash is not below the probe's, by halving.
+    for (bool active = true; active;) {
+      active = false;
+      for (std::size_t i = 0; i < count; ++i) {
+        tagSEARCH & s = searches[i];
+        if (s.low < s.high) {
+          std::size_t const mid = s.low + (s.high - s.low) / 2;
+          if (s.entries[mid].hash < hashes[i]) {
+            s.low = mid + 1;
+          } else {
+            s.high = mid;
+          }
+          if (s.low < s.high) {
+            __builtin_prefetch(s.entries + s.low + (s.high - s.low) / 2);
+            active = true;
+          }
+        }
+      }
+    }
+    for (std::size_t i = 0; i < count; ++i) {
+      tagSEARCH const & s = searches[i];
+      if (s.low < s.size && s.entries[s.low].hash == hashes[i]) {
+        if (tagCPOMEMHEADER const * const record = _cRecordAccess::Header(s.entries[s.low].item)) {
+          // The hashes and length the comparison reads first, and the text behind them.
+          __builtin_prefetch(reinterpret_cast<unsigned char const *>(record + 1) + 16);
+          __builtin_prefetch(reinterpret_cast<unsigned char const *>(record + 1) + 64);
+        }
+      }
+    }
+    // Entries of one hash are in the table's order: the one equal to the probe, if any, is among
+    // them, and an empty item ends the search as in `FindRecord`.
+    for (std::size_t i = 0; i < count; ++i) {
+      tagSEARCH const & s = searches[i];
+      found[i] = CPObjectMemory();
+      for (std::size_t at = s.low; at < s.size && s.entries[at].hash == hashes[i]; ++at) {
+        CPObjectMemory const & item = s.entries[at].item;
+        if (!item) {
+          break;
+        }
+        if (item == probes[i] || CCaseSensitiveHash::compare(probes[i], item) == 0) {
+          found[i] = item;
+          break;
+        }
+      }
     }
   }
 
@@ -1248,19 +1309,21 @@ void _internBatch(qefWChar const * const * texts, std::uint64_t const * lengths,
       wanted[n++] = i;
     }
   }
+  static_assert(kInternBatch <= CCaseSensitiveHash::kFindTogether);
+  std::uint64_t hashes[kInternBatch];
+  CPObjectMemory handles[kInternBatch]; // uncounted, as the probes are
+  CPObjectMemory found[kInternBatch];
+  for (std::size_t k = 0; k < n; ++k) {
+    hashes[k] = sources[k].m.sHash;
+    handles[k] = probes[k].Handle();
+  }
   {
     _cPoolLock lock(pool);
-    for (std::size_t k = 0; k < n; ++k) {
-      pool.records.PrefetchSlot(sources[k].m.sHash);
-    }
-    for (std::size_t k = 0; k < n; ++k) {
-      pool.records.PrefetchEntries(sources[k].m.sHash);
-    }
-    for (std::size_t k = 0; k < n; ++k) {
-      CPObjectMemory found = pool.records.FindRecord(sources[k].m.sHash, probes[k].Handle());
-      if (found) {
-        out[wanted[k]] = _cRecordAccess::Adopt(std::move(found));
-      }
+    pool.records.FindRecords(hashes, handles, n, found);
+  }
+  for (std::size_t k = 0; k < n; ++k) {
+    if (found[k]) {
+      out[wanted[k]] = _cRecordAccess::Adopt(std::move(found[k]));
     }
   }
   for (std::size_t k = 0; k < n; ++k) {
