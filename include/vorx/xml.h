@@ -469,7 +469,10 @@ static_assert(sizeof(CPXMLObject) == sizeof(void *));
 // the report "[text, Line n, Offset n]" followed by the text around the position, marked
 // "[[*]]". What the reader accepts, and its limits on nesting and entity expansion, are
 // described in source/xml/xmlreader.h: strict XML 1.0; no mixed content (code 15); nothing from
-// outside the document (code 8); attributes with empty values are not kept.
+// outside the document (code 8); attributes with empty values are not kept. The nodes and
+// arrays of a tree read here lie in a few blocks of the heap per document (up to 64 KiB each),
+// and each block is freed when its last node or array goes: a node kept from a released tree
+// keeps the block it lies in.
 class VORX_API CXMLDoc {
 public:
   CXMLDoc();
