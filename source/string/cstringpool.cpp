@@ -805,19 +805,19 @@ public:
       std::size_t size;
     };
     tagSEARCH searches[kFindTogether];
+    tagCPOMEMHEADER const * slots[kFindTogether];
     for (std::size_t i = 0; i < count; ++i) {
-      tagCPOMEMHEADER const * const slot = _slot(hashes[i]);
-      searches[i] = {nullptr, 0, 0, 0};
-      if (slot) {
-        __builtin_prefetch(slot);
-        searches[i].entries = reinterpret_cast<Lookup::tagHASHENTRY const *>(slot + 1);
+      slots[i] = _slot(hashes[i]);
+      if (slots[i]) {
+        __builtin_prefetch(slots[i]);
       }
     }
     for (std::size_t i = 0; i < count; ++i) {
       tagSEARCH & s = searches[i];
-      if (s.entries) {
-        s.size = reinterpret_cast<tagCPOMEMHEADER const *>(s.entries)[-1].sSize /
-                 sizeof(Lookup::tagHASHENTRY);
+      s = {nullptr, 0, 0, 0};
+      if (slots[i]) {
+        s.entries = reinterpret_cast<Lookup::tagHASHENTRY const *>(slots[i] + 1);
+        s.size = slots[i]->sSize / sizeof(Lookup::tagHASHENTRY);
         s.high = s.size;
         __builtin_prefetch(s.entries + s.size / 2);
       }
