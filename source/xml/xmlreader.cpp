@@ -6,6 +6,10 @@
 #include <iterator>
 #include <type_traits>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include <vorx/core.h>
 
 #include "xml/xmlchars.h"
@@ -112,6 +116,112 @@ struct tagPLAINASCII {
   }
 };
 constexpr tagPLAINASCII kPlain;
+
+// The runs of plain ASCII the reader copies in one piece: each answers where the run starting at
+// `p` ends (at `end` at the latest). Byte text is classified sixteen bytes a step where SSE2 is
+// there, with the same classes as the tables (checked once against them, see `_runStepsAgree`).
+template <typename Unit>
+Unit const * _textRun(Unit const * p, Unit const * end, bool & significant) {
+  for (; p < end && *p < 0x80 && kPlain.text[*p]; ++p) {
+    significant = significant || !_isS(std::int32_t(*p));
+  }
+  return p;
+}
+template <typename Unit> Unit const * _valueRun(Unit const * p, Unit const * end) {
+  while (p < end && *p < 0x80 && kPlain.value[*p]) {
+    ++p;
+  }
+  return p;
+}
+template <typename Unit> Unit const * _nameRun(Unit const * p, Unit const * end) {
+  while (p < end && *p < 0x80 && _asciiNames().inner[*p]) {
+    ++p;
+  }
+  return p;
+}
+
+#if defined(__SSE2__)
+// Bytes from `lo` to `hi` (both below 0x80).
+__m128i _inRange(__m128i v, char lo, char hi) {
+  return _mm_and_si128(_mm_cmpgt_epi8(v, _mm_set1_epi8(char(lo - 1))),
+                       _mm_cmplt_epi8(v, _mm_set1_epi8(char(hi + 1))));
+}
+__m128i _is(__m128i v, char c) {
+  return _mm_cmpeq_epi8(v, _mm_set1_epi8(c));
+}
+// One bit per byte of `v` that ends a run: of character data (with `spaces`, the white space
+// among them), of an attribute value, of a name. Bytes from 0x80 are negative: they end every run.
+unsigned _textEnds(__m128i v, unsigned & spaces) {
+  __m128i const lineOrTab = _mm_or_si128(_is(v, '\n'), _is(v, '\t'));
+  spaces = unsigned(_mm_movemask_epi8(_mm_or_si128(lineOrTab, _is(v, ' '))));
+  __m128i const control = _mm_andnot_si128(lineOrTab, _mm_cmplt_epi8(v, _mm_set1_epi8(0x20)));
+  __m128i const special = _mm_or_si128(_mm_or_si128(_is(v, '<'), _is(v, '&')), _is(v, ']'));
+  return unsigned(_mm_movemask_epi8(_mm_or_si128(control, special)));
+}
+unsigned _valueEnds(__m128i v) {
+  __m128i const low = _mm_cmplt_epi8(v, _mm_set1_epi8(0x21));
+  __m128i const special = _mm_or_si128(_mm_or_si128(_is(v, '<'), _is(v, '&')), _is(v, ']'));
+  __m128i const quote = _mm_or_si128(_is(v, '"'), _is(v, '\''));
+  return unsigned(_mm_movemask_epi8(_mm_or_si128(_mm_or_si128(low, special), quote)));
+}
+unsigned _nameEnds(__m128i v) {
+  __m128i const letters = _mm_or_si128(_inRange(v, 'a', 'z'), _inRange(v, 'A', 'Z'));
+  __m128i const digits = _inRange(v, '0', ':'); // the colon follows the digits
+  __m128i const marks = _mm_or_si128(_mm_or_si128(_is(v, '.'), _is(v, '-')), _is(v, '_'));
+  return unsigned(~_mm_movemask_epi8(_mm_or_si128(_mm_or_si128(letters, digits), marks))) & 0xFFFFu;
+}
+
+// True when the sixteen-byte steps classify every ASCII byte as the tables do.
+bool _runStepsAgree() {
+  for (unsigned c = 0; c < 128; ++c) {
+    __m128i const v = _mm_set1_epi8(char(c));
+    unsigned spaces = 0;
+    bool const text = _textEnds(v, spaces) == 0;
+    if (text != kPlain.text[c] || (text && (spaces != 0) != _isS(std::int32_t(c))) ||
+        (_valueEnds(v) == 0) != kPlain.value[c] || (_nameEnds(v) == 0) != _asciiNames().inner[c]) {
+      return false;
+    }
+  }
+  return true;
+}
+bool const g_runSteps = _runStepsAgree();
+
+inline unsigned char const * _textRun(unsigned char const * p, unsigned char const * end,
+                                      bool & significant) {
+  while (g_runSteps && end - p >= 16) {
+    unsigned spaces = 0;
+    unsigned const ends = _textEnds(_mm_loadu_si128(reinterpret_cast<__m128i const *>(p)), spaces);
+    unsigned const run = ends != 0 ? unsigned(__builtin_ctz(ends)) : 16u;
+    unsigned const inRun = run == 16 ? 0xFFFFu : (1u << run) - 1;
+    significant = significant || (~spaces & inRun) != 0;
+    p += run;
+    if (ends != 0) {
+      return p;
+    }
+  }
+  return _textRun<unsigned char>(p, end, significant);
+}
+inline unsigned char const * _valueRun(unsigned char const * p, unsigned char const * end) {
+  while (g_runSteps && end - p >= 16) {
+    unsigned const ends = _valueEnds(_mm_loadu_si128(reinterpret_cast<__m128i const *>(p)));
+    if (ends != 0) {
+      return p + __builtin_ctz(ends);
+    }
+    p += 16;
+  }
+  return _valueRun<unsigned char>(p, end);
+}
+inline unsigned char const * _nameRun(unsigned char const * p, unsigned char const * end) {
+  while (g_runSteps && end - p >= 16) {
+    unsigned const ends = _nameEnds(_mm_loadu_si128(reinterpret_cast<__m128i const *>(p)));
+    if (ends != 0) {
+      return p + __builtin_ctz(ends);
+    }
+    p += 16;
+  }
+  return _nameRun<unsigned char>(p, end);
+}
+#endif
 
 bool _nameStart(std::int32_t c) {
   return c >= 0 && (c < 128 ? _asciiNames().start[c] : _isXMLNameStart(std::uint32_t(c)));
@@ -429,10 +539,7 @@ private:
       return false;
     }
     do {
-      Unit const * q = m_p;
-      while (q < m_end && *q < 0x80 && _asciiNames().inner[*q]) {
-        ++q;
-      }
+      Unit const * const q = _nameRun(m_p, m_end);
       if (q != m_p) {
         if (!_putAscii(out, m_p, std::size_t(q - m_p))) {
           return Fail(kXMLErrDOM);
@@ -678,10 +785,7 @@ private:
         return Fail(kXMLErrOpenString);
       }
       if (*m_p < 0x80 && kPlain.value[*m_p]) {
-        Unit const * q = m_p;
-        while (q < m_end && *q < 0x80 && kPlain.value[*q]) {
-          ++q;
-        }
+        Unit const * const q = _valueRun(m_p, m_end);
         if (!_putAscii(out, m_p, std::size_t(q - m_p))) {
           return Fail(kXMLErrDOM);
         }
@@ -1602,12 +1706,8 @@ private:
         continue;
       }
       if (*m_p < 0x80 && kPlain.text[*m_p]) {
-        Unit const * q = m_p;
         bool significant = false;
-        while (q < m_end && *q < 0x80 && kPlain.text[*q]) {
-          significant = significant || !_isS(std::int32_t(*q));
-          ++q;
-        }
+        Unit const * const q = _textRun(m_p, m_end, significant);
         if (!_putAscii(m_data, m_p, std::size_t(q - m_p))) {
           return Fail(kXMLErrDOM);
         }

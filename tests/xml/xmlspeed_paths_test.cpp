@@ -146,6 +146,53 @@ TEST(XmlSpeedPaths, TextsWaitingToBePooledReachEveryPlace) {
   }
 }
 
+TEST(XmlSpeedPaths, RunsOfPlainTextEndWhereverTheirEndFalls) {
+  // Names, attribute values and character data are scanned in steps of several bytes; whatever
+  // ends a run (markup, a reference, a quote, white space, a carriage return, a character beyond
+  // ASCII) must end it at every place across those steps.
+  struct Stop {
+    std::string in;
+    std::u16string value; // what an attribute value holds for it
+    std::u16string data;  // what character data holds for it
+  };
+  Stop const stops[] = {
+      {"&amp;", u"&", u"&"},     {"&#x3C;", u"<", u"<"}, {"\xC3\xA9", u"\u00E9", u"\u00E9"},
+      {"\r\n", u" ", u"\n"},     {"\t", u" ", u"\t"},    {" ", u" ", u" "},
+      {"\x7F", u"\x7F", u"\x7F"}};
+  for (int before = 0; before < 40; ++before) {
+    for (Stop const & stop : stops) {
+      std::string const run(std::size_t(before), 'q');
+      std::u16string const wide(std::size_t(before), u'q');
+      // A name ends at "=", at white space or at ">" after any number of name characters.
+      std::string const name = "n" + run + "-.:_9Z";
+      std::string const text = "<r><" + name + " v='" + run + stop.in + "z' w=\"" + run + "\"\t>" +
+                               run + stop.in + run + "</" + name + "><e>" + run + "</e></r>";
+      CXMLDoc doc;
+      ASSERT_TRUE(Parse(doc, text)) << before << " " << stop.in;
+      std::uint64_t count = 0;
+      CPXMLObject * const children = doc.GetRootElement().GetElements(count);
+      ASSERT_EQ(count, 2u);
+      CPXMLObject const & item = children[0];
+      EXPECT_EQ(Text(item.GetName()), u"n" + wide + u"-.:_9Z");
+      EXPECT_EQ(Text(item.FindAttribute(CPPoolString(u"v"))), wide + stop.value + u"z");
+      EXPECT_EQ(Text(item.FindAttribute(CPPoolString(u"w"))), wide);
+      EXPECT_EQ(Text(item.GetData()), wide + stop.data + wide) << before << " " << stop.in;
+      EXPECT_EQ(Text(children[1].GetData()), wide);
+    }
+  }
+  // Character data that is white space alone is not data, however long; a "]" or "<" in a value
+  // is refused wherever it stands.
+  for (int before = 0; before < 40; ++before) {
+    std::string const blanks(std::size_t(before), ' ');
+    CXMLDoc doc;
+    ASSERT_TRUE(Parse(doc, "<r>" + blanks + "\n\t" + blanks + "<e/>" + blanks + "</r>"));
+    EXPECT_EQ(doc.GetRootElement().GetNElements(CPPoolString(u"e")), 1u);
+    EXPECT_FALSE(Parse(doc, "<r>" + blanks + "x" + blanks + "<e/></r>")) << "mixed content";
+    EXPECT_FALSE(Parse(doc, "<r v='" + blanks + "<'/>"));
+    EXPECT_FALSE(Parse(doc, "<r>" + blanks + "]]>" + blanks + "</r>"));
+  }
+}
+
 TEST(XmlSpeedPaths, ParsedArraysGrowWhenTheTreeIsEdited) {
   // The parser sizes each array exactly; edits must still grow it, keeping the order.
   CXMLDoc doc;
