@@ -79,13 +79,9 @@ public:
   // Moves the items from position `from` on into `array`, allocated to exactly their number,
   // without touching their counts. False when the array cannot be allocated, nothing moved.
   template <class A> bool MoveInto(A & array, std::size_t from, Buffers::_CBlockArena & arena) {
-    std::size_t const count = m_size - from;
-    if (!array.Alloc(count, arena)) {
+    if (!array.Adopt(m_items + from, m_size - from, arena)) {
       return false;
     }
-    // The array's fresh elements are empty handles, which hold nothing: overwritten as bytes.
-    std::memcpy(static_cast<void *>(array.items()), static_cast<void const *>(m_items + from),
-                count * sizeof(T));
     m_size = from;
     return true;
   }

@@ -12,10 +12,7 @@ namespace VORX::XML {
 // An array of one-pointer handles in one block, owned by a single node record (never shared),
 // that grows by doubling in place.
 template <class T> class _CXMLArray : public Buffers::CPObjectVector<T> {
-  using tagCPOVTABL = Buffers::tagCPOVTABL;
-
 public:
-  using Buffers::CPObjectVector<T>::Alloc;
   // Shares `item` into position `pos` (beyond the end appends). False when the array cannot
   // grow, unchanged.
   bool Put(T const & item, std::size_t pos) {
@@ -28,18 +25,29 @@ public:
     }
     return Buffers::CPObjectVector<T>::Insert(shared, pos);
   }
-  // As `Alloc(n)`, the block carved by `arena`.
-  bool Alloc(std::size_t n, Buffers::_CBlockArena & arena) {
+  // Releases what it held, then takes over the `n` handles at `from` as they stand (their counts
+  // unchanged; the caller forgets them), in a block of exactly `n` carved by `arena`. False when
+  // the block cannot be had: nothing taken, the array empty.
+  bool Adopt(T const * from, std::size_t n, Buffers::_CBlockArena & arena) {
     this->free();
     if (n == 0) {
       return true;
     }
-    tagCPOVTABL const & table = Buffers::CPObjectVector<T>::_vtbl;
     if (n > static_cast<std::size_t>(-1) / 2 / sizeof(T) ||
-        !arena.Alloc(*this, n * sizeof(T), &table)) {
+        !arena.Alloc(*this, n * sizeof(T), &Buffers::CPObjectVector<T>::_vtbl)) {
       return false;
     }
-    table.create(this->get_ptr(), n * sizeof(T));
+    // Copied as bytes in fixed steps (handles are one pointer each; arrays are short, so a library
+    // call and constructing empty handles first cost more than the copy).
+    auto * const to = static_cast<unsigned char *>(this->get_ptr());
+    auto const * const bytes = reinterpret_cast<unsigned char const *>(from);
+    std::size_t i = 0;
+    for (; i + 16 <= n * sizeof(T); i += 16) {
+      std::memcpy(to + i, bytes + i, 16);
+    }
+    if (i < n * sizeof(T)) {
+      std::memcpy(to + i, bytes + i, 8);
+    }
     return true;
   }
   T * items() const { return static_cast<T *>(this->get_ptr()); }
