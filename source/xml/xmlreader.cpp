@@ -201,25 +201,24 @@ inline unsigned char const * _textRun(unsigned char const * p, unsigned char con
   }
   return _textRun<unsigned char>(p, end, significant);
 }
-inline unsigned char const * _valueRun(unsigned char const * p, unsigned char const * end) {
+// Steps sixteen bytes at a time while `ends` finds no end of the run; the position of the first
+// end, or where fewer than sixteen bytes remain.
+template <unsigned (*ends)(__m128i)>
+unsigned char const * _runSteps(unsigned char const * p, unsigned char const * end) {
   while (g_runSteps && end - p >= 16) {
-    unsigned const ends = _valueEnds(_mm_loadu_si128(reinterpret_cast<__m128i const *>(p)));
-    if (ends != 0) {
-      return p + __builtin_ctz(ends);
+    unsigned const found = ends(_mm_loadu_si128(reinterpret_cast<__m128i const *>(p)));
+    if (found != 0) {
+      return p + __builtin_ctz(found);
     }
     p += 16;
   }
-  return _valueRun<unsigned char>(p, end);
+  return p;
+}
+inline unsigned char const * _valueRun(unsigned char const * p, unsigned char const * end) {
+  return _valueRun<unsigned char>(_runSteps<&_valueEnds>(p, end), end);
 }
 inline unsigned char const * _nameRun(unsigned char const * p, unsigned char const * end) {
-  while (g_runSteps && end - p >= 16) {
-    unsigned const ends = _nameEnds(_mm_loadu_si128(reinterpret_cast<__m128i const *>(p)));
-    if (ends != 0) {
-      return p + __builtin_ctz(ends);
-    }
-    p += 16;
-  }
-  return _nameRun<unsigned char>(p, end);
+  return _nameRun<unsigned char>(_runSteps<&_nameEnds>(p, end), end);
 }
 #endif
 
