@@ -1,6 +1,5 @@
 // `CXMLDoc`: the entry points of the XML reader (files, buffers, UTF-8 and 16-bit text), the tree
 // builder fed by the item reader (xmlreader.h), and the positioned error report.
-#include <algorithm>
 #include <cstring>
 #include <new>
 #include <string>

@@ -107,11 +107,8 @@ class _CXMLNodeAccess {
 public:
   // The record; null for a null handle.
   static tagXMLNODE * Record(CPXMLObject const & node) { return node._node(); }
-  // A new node named `name` (not checked) into `node`; false when memory runs out.
-  static bool Create(CPXMLObject & node, CPPoolString const & name) {
-    return CPXMLObject::_create(node, name);
-  }
-  // As `Create`, the node's block carved by `arena`.
+  // A new node named `name` (not checked) into `node`, its block carved by `arena`; false when
+  // memory runs out.
   static bool Create(CPXMLObject & node, CPPoolString const & name, Buffers::_CBlockArena & arena) {
     CPXMLObject fresh;
     if (!arena.Alloc(fresh, sizeof(tagXMLNODE), &CPXMLObject::_vtbl)) {
