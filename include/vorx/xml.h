@@ -472,7 +472,8 @@ static_assert(sizeof(CPXMLObject) == sizeof(void *));
 // outside the document (code 8); attributes with empty values are not kept. The nodes and
 // arrays of a tree read here lie in a few blocks of the heap per document (up to 64 KiB each),
 // and each block is freed when its last node or array goes: a node kept from a released tree
-// keeps the block it lies in.
+// keeps the block it lies in. The pooled strings of the texts a document brings to the pool
+// first lie in blocks of their own, kept likewise while one of them stays in the pool.
 class VORX_API CXMLDoc {
 public:
   CXMLDoc();

@@ -9,9 +9,10 @@
 namespace VORX::Buffers {
 
 // Hands out `CPObjectMemory` blocks for many small objects made together (the nodes and arrays
-// of a document being read), carved one after another out of pages of the library's heap instead
-// of one heap block each: they cost a few instructions to make, lie next to each other in the
-// order they were made, and each page goes back to the heap in one piece.
+// of a document being read, and the records of the texts it brings to the string pool), carved one
+// after another out of pages of the library's heap instead of one heap block each: they cost a few
+// instructions to make, lie next to each other in the order they were made, and each page goes back
+// to the heap in one piece.
 //
 // A carved block behaves as any other: shared, released and finalized from any thread, grown with
 // `Incalloc` (which moves it to a heap block of its own), cloned. A page is freed when its last

@@ -13,6 +13,7 @@
 #include <bit>
 #include <cstring>
 
+#include "buffers/block_arena.h"
 #include "buffers/crc64.h"
 #include "buffers/crc_fold.h"
 #include "core/cpu.h"
@@ -652,10 +653,14 @@ CPPoolString & CPPoolString::operator=(bool value) noexcept {
   return *this;
 }
 
-CPObjectMemory _cRecordAccess::NewRecord(std::uint64_t units) {
+CPObjectMemory _cRecordAccess::NewRecord(std::uint64_t units, Buffers::_CBlockArena * arena) {
   _cRecordAccess block;
-  if (units >= kMaxRecordUnits ||
-      !block.Alloc(sizeof(tagPOOLSTRING) + (units + 1) * sizeof(qefWChar), &CPPoolString::_vtbl)) {
+  if (units >= kMaxRecordUnits) {
+    return CPObjectMemory();
+  }
+  std::size_t const bytes = sizeof(tagPOOLSTRING) + (units + 1) * sizeof(qefWChar);
+  if (arena != nullptr ? !arena->Alloc(block, bytes, &CPPoolString::_vtbl)
+                       : !block.Alloc(bytes, &CPPoolString::_vtbl)) {
     return CPObjectMemory();
   }
   tagPOOLSTRING * record = Record(block);
@@ -1201,10 +1206,12 @@ CPPoolString _insert(_tagPool & pool, CPObjectMemory && record) {
   return _cRecordAccess::Adopt(std::move(record));
 }
 
-CPPoolString _create(_tagSource const & src, bool ignoreCase);
+CPPoolString _create(_tagSource const & src, bool ignoreCase, Buffers::_CBlockArena * arena);
 
-// Looks `src` up exactly or ignoring case; creates it when asked and absent.
-CPPoolString _lookup(_tagSource const & src, bool create, bool ignoreCase) {
+// Looks `src` up exactly or ignoring case; creates it when asked and absent (its record carved
+// from `arena` when one is given).
+CPPoolString _lookup(_tagSource const & src, bool create, bool ignoreCase,
+                     Buffers::_CBlockArena * arena = nullptr) {
   _tagPool & pool = _pool();
   _tagRecordProbe probe(src.m, src.head);
   CPObjectMemory const probeHandle = probe.Handle();
@@ -1225,19 +1232,20 @@ CPPoolString _lookup(_tagSource const & src, bool create, bool ignoreCase) {
       }
     }
   }
-  return create ? _create(src, ignoreCase) : CPPoolString();
+  return create ? _create(src, ignoreCase, arena) : CPPoolString();
 }
 
 // Interns `src`, found absent a moment ago: builds its record outside the lock, then looks again
 // under it and inserts the record when the text is still absent.
-[[gnu::noinline]] CPPoolString _create(_tagSource const & src, bool ignoreCase) {
+[[gnu::noinline]] CPPoolString _create(_tagSource const & src, bool ignoreCase,
+                                       Buffers::_CBlockArena * arena) {
   _tagPool & pool = _pool();
   if (src.m.length == 0) {
     Develop::OS::RTABox("Illegal code point reached",
                         "_cppoolstring::create: String length cannot be 0");
     return CPPoolString();
   }
-  CPObjectMemory record = _cRecordAccess::NewRecord(src.m.length);
+  CPObjectMemory record = _cRecordAccess::NewRecord(src.m.length, arena);
   if (!record) {
     return CPPoolString();
   }
@@ -1265,7 +1273,8 @@ CPPoolString _lookup(_tagSource const & src, bool create, bool ignoreCase) {
   return _insert(pool, std::move(record));
 }
 
-CPPoolString _wide(qefWChar const * text, std::uint64_t n, bool create, bool ignoreCase) {
+CPPoolString _wide(qefWChar const * text, std::uint64_t n, bool create, bool ignoreCase,
+                   Buffers::_CBlockArena * arena = nullptr) {
   if (!text) {
     return CPPoolString();
   }
@@ -1279,12 +1288,12 @@ CPPoolString _wide(qefWChar const * text, std::uint64_t n, bool create, bool ign
   if (!measured && !_measureWide(text, n, src.m, units)) {
     return CPPoolString();
   }
-  return _lookup(src, create, ignoreCase);
+  return _lookup(src, create, ignoreCase, arena);
 }
 
 // Looks up and interns up to `kInternBatch` texts (see `_InternWideBatch`).
 void _internBatch(qefWChar const * const * texts, std::uint64_t const * lengths, std::size_t count,
-                  CPPoolString * out) {
+                  CPPoolString * out, Buffers::_CBlockArena * arena) {
   _tagPool & pool = _pool();
   alignas(_tagSource) unsigned char sourceBytes[kInternBatch][sizeof(_tagSource)];
   alignas(_tagRecordProbe) unsigned char probeBytes[kInternBatch][sizeof(_tagRecordProbe)];
@@ -1328,7 +1337,7 @@ void _internBatch(qefWChar const * const * texts, std::uint64_t const * lengths,
   }
   for (std::size_t k = 0; k < n; ++k) {
     if (out[wanted[k]].isnull()) {
-      out[wanted[k]] = _create(sources[k], false);
+      out[wanted[k]] = _create(sources[k], false, arena);
     }
   }
 }
@@ -1389,10 +1398,16 @@ CPPoolString CStringPool::GetStringRefn(unsigned char const * utf8, std::uint64_
 }
 
 void _InternWideBatch(qefWChar const * const * texts, std::uint64_t const * lengths,
-                      std::size_t count, CPPoolString * out) {
+                      std::size_t count, CPPoolString * out, Buffers::_CBlockArena * arena) {
   for (std::size_t done = 0; done < count; done += kInternBatch) {
-    _internBatch(texts + done, lengths + done, std::min(count - done, kInternBatch), out + done);
+    _internBatch(texts + done, lengths + done, std::min(count - done, kInternBatch), out + done,
+                 arena);
   }
+}
+
+CPPoolString _InternWide(qefWChar const * text, std::uint64_t length,
+                         Buffers::_CBlockArena * arena) {
+  return _wide(text, length, true, false, arena);
 }
 CPPoolString CStringPool::GetStringRefi(qefWChar const * text) {
   return _wide(text, kAllOnes, true, true);

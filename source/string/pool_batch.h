@@ -6,6 +6,10 @@
 #include <cstddef>
 #include <cstdint>
 
+namespace VORX::Buffers {
+class _CBlockArena;
+} // namespace VORX::Buffers
+
 namespace VORX::String {
 
 // The most texts `_InternWideBatch` looks up under one taking of the pool's lock.
@@ -16,7 +20,16 @@ inline constexpr std::size_t kInternBatch = 64;
 // found in the pool are looked up together, up to `kInternBatch` under one taking of the lock,
 // their table reads started before any is searched; texts not found are then created one by one.
 // Whatever `out` held is released.
+//
+// With an `arena`, the records of texts the pool lacks are carved from it (by the calling thread,
+// which must be the arena's), so that they lie beside the reader's other blocks; such a record
+// keeps its page for as long as it stays in the pool.
 void _InternWideBatch(qefWChar const * const * texts, std::uint64_t const * lengths,
-                      std::size_t count, CPPoolString * out);
+                      std::size_t count, CPPoolString * out,
+                      Buffers::_CBlockArena * arena = nullptr);
+// As `CStringPool::GetStringRefn(text, length)`, a record the pool lacks carved from `arena` as
+// `_InternWideBatch` does.
+CPPoolString _InternWide(qefWChar const * text, std::uint64_t length,
+                         Buffers::_CBlockArena * arena);
 
 } // namespace VORX::String

@@ -7,6 +7,10 @@
 
 #include <atomic>
 
+namespace VORX::Buffers {
+class _CBlockArena;
+} // namespace VORX::Buffers
+
 namespace VORX::String {
 
 // What one pass over a text yields.
@@ -60,8 +64,10 @@ struct _cRecordAccess : Buffers::CPObjectMemory {
     Header(h) = header;
     return h;
   }
-  // Allocates a record block for `units` units of text (with its terminator); empty on failure.
-  static Buffers::CPObjectMemory NewRecord(std::uint64_t units);
+  // Allocates a record block for `units` units of text (with its terminator), carved from `arena`
+  // when one is given; empty on failure.
+  static Buffers::CPObjectMemory NewRecord(std::uint64_t units,
+                                           Buffers::_CBlockArena * arena = nullptr);
   // Sets the size in use of a record block.
   static void SetRecordSize(Buffers::CPObjectMemory const & h, std::uint64_t units);
 };

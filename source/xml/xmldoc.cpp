@@ -127,7 +127,8 @@ public:
   static constexpr std::size_t kBatch = String::kInternBatch;
   static constexpr std::size_t kMaxPlaces = 4 * kBatch;
 
-  _CPooledTexts() = default;
+  // The records of texts new to the pool are carved from `arena`.
+  explicit _CPooledTexts(Buffers::_CBlockArena & arena) : m_arena(arena) {}
   _CPooledTexts(_CPooledTexts const &) = delete;
   _CPooledTexts & operator=(_CPooledTexts const &) = delete;
   ~_CPooledTexts() {
@@ -173,7 +174,7 @@ public:
       texts[k] = m_text + k * kMaxUnits;
       lengths[k] = m_length[k];
     }
-    String::_InternWideBatch(texts, lengths, m_pending, pooled);
+    String::_InternWideBatch(texts, lengths, m_pending, pooled, &m_arena);
     bool ok = true;
     for (std::size_t k = 0; k < m_pending; ++k) {
       ok = ok && pooled[k].len() == m_length[k];
@@ -217,7 +218,7 @@ private:
   bool Put(qefWChar const * text, std::size_t length, CPPoolString * place, std::size_t stacked,
            CPPoolString * stack) {
     if (length == 0 || length > kMaxUnits || _hasSurrogate(text, length)) {
-      *place = String::CStringPool::GetStringRefn(text, length);
+      *place = String::_InternWide(text, length, &m_arena);
       return place->len() == length;
     }
     std::uint64_t const hash = Hash(text, length);
@@ -354,6 +355,7 @@ private:
     return true;
   }
 
+  Buffers::_CBlockArena & m_arena;
   tagSLOT * m_slots = nullptr;
   std::size_t m_capacity = 0;
   std::size_t m_used = 0;
@@ -461,7 +463,10 @@ private:
   _CHeapStack<std::size_t> m_firstChild; // per open element: where its children start
   _CHeapStack<CPXMLObject> m_children;   // the children of the open elements, in order
   _CHeapStack<CPPoolString> m_attributes;
-  _CPooledTexts m_texts;
+  // Carves the records of the texts new to the pool, in pages of their own: they stay as long as
+  // the pool keeps them, and the tree's pages need not wait for them.
+  Buffers::_CBlockArena m_textArena;
+  _CPooledTexts m_texts{m_textArena};
 };
 
 // A bounded text being assembled for the report.

@@ -272,6 +272,78 @@ TEST(XmlSpeedPaths, ParsedNodesOutliveTheirDocumentAndGoFromAnyThread) {
   kept.clear();
 }
 
+TEST(XmlSpeedPaths, TextsFirstPooledByAParseStayInThePoolAfterTheirDocument) {
+  // The records of texts new to the pool lie in pages the parse carves. Texts kept after the
+  // document goes, and its pooled UTF-8 forms, must stay whole while the pool drops the others;
+  // a later parse and a plain look-up must find the very same records; releasing them on several
+  // threads at once must give every page back (the leak check counts the pages).
+  auto const unique = [](int i, std::size_t length) {
+    std::string text = "kept-" + std::to_string(i) + "-";
+    text.resize(length, char('a' + i % 26));
+    return text;
+  };
+  // Short texts are pooled in batches, longer ones one by one, and the longest are too large to
+  // lie in a page.
+  std::vector<std::size_t> const lengths = {8, 40, 64, 65, 200, 470, 490, 900};
+  std::string text = "<root>";
+  std::vector<std::string> values;
+  for (int i = 0; i < 400; ++i) {
+    values.push_back(unique(i, lengths[std::size_t(i) % lengths.size()]));
+    text += "<e" + std::to_string(i % 7) + " v='" + values.back() + "'>" + unique(i + 1000, 12) +
+            "</e" + std::to_string(i % 7) + ">";
+  }
+  text += "</root>";
+  std::vector<CPPoolString> kept;
+  std::vector<std::string> want;
+  {
+    CXMLDoc doc;
+    ASSERT_TRUE(Parse(doc, text));
+    std::uint64_t count = 0;
+    CPXMLObject * children = doc.GetRootElement().GetElements(count);
+    ASSERT_EQ(count, 400u);
+    for (std::uint64_t i = 0; i < count; i += 3) {
+      kept.push_back(children[i].FindAttribute(CPPoolString(u"v")));
+      want.push_back(values[i]);
+      ASSERT_NE(static_cast<unsigned char const *>(kept.back()), nullptr);
+    }
+  }
+  VORX::String::CStringPool::Collect(0xFFFFFFFFu);
+  VORX::String::CStringPool::Collect(0xFFFFFFFFu);
+  auto const utf8 = [](CPPoolString const & s) {
+    return std::string(reinterpret_cast<char const *>(static_cast<unsigned char const *>(s)));
+  };
+  for (std::size_t i = 0; i < kept.size(); ++i) {
+    ASSERT_EQ(utf8(kept[i]), want[i]) << i;
+    CPPoolString const again = VORX::String::CStringPool::GetStringRefn(
+        reinterpret_cast<unsigned char const *>(want[i].c_str()), want[i].size());
+    EXPECT_EQ(static_cast<qefWChar const *>(again), static_cast<qefWChar const *>(kept[i])) << i;
+  }
+  {
+    CXMLDoc doc;
+    ASSERT_TRUE(Parse(doc, text));
+    std::uint64_t count = 0;
+    CPXMLObject * children = doc.GetRootElement().GetElements(count);
+    for (std::uint64_t i = 0; i < count; i += 3) {
+      EXPECT_EQ(static_cast<qefWChar const *>(children[i].FindAttribute(CPPoolString(u"v"))),
+                static_cast<qefWChar const *>(kept[i / 3]))
+          << i;
+    }
+  }
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&kept, t] {
+      std::vector<CPPoolString> mine(kept.begin(), kept.end());
+      for (std::size_t i = std::size_t(t); i < mine.size(); i += 4) {
+        mine[i] = CPPoolString();
+      }
+    });
+  }
+  for (std::thread & thread : threads) {
+    thread.join();
+  }
+  kept.clear();
+}
+
 TEST(XmlSpeedPaths, TextsThePoolCannotKeepWholeAreRefusedOnEveryPath) {
   std::string const pair = "\xF0\x9F\x98\x80"; // U+1F600, two units
   std::string const longText(80, 'l');
