@@ -53,13 +53,19 @@ constexpr auto kClass = [] {
 }();
 
 #if defined(__x86_64__)
+// The units of `v` that are special characters (all ones), the others zero.
+inline __m128i _specials(__m128i v) {
+  auto const is = [v](char16_t c) { return _mm_cmpeq_epi16(v, _mm_set1_epi16(short(c))); };
+  return _mm_or_si128(_mm_or_si128(_mm_or_si128(is('&'), is('<')), is('>')),
+                      _mm_or_si128(is('"'), is('\'')));
+}
+
 // Whether eight units need protection inside the data: a special character, or two white-space
 // characters in a row (`previous`: whether the unit before them is white space, then whether
 // their last one is).
 inline bool _troubleIn8(__m128i v, unsigned & previous) {
   auto const is = [v](char16_t c) { return _mm_cmpeq_epi16(v, _mm_set1_epi16(short(c))); };
-  __m128i const special = _mm_or_si128(_mm_or_si128(_mm_or_si128(is('&'), is('<')), is('>')),
-                                       _mm_or_si128(is('"'), is('\'')));
+  __m128i const special = _specials(v);
   // Two mask bits per unit.
   auto const blank = unsigned(_mm_movemask_epi8(
       _mm_or_si128(_mm_or_si128(is(0x9), is(0xA)), _mm_or_si128(is(0xD), is(0x20)))));
@@ -193,9 +199,32 @@ bool _writeAttributeValue(_IXMLOut & out, CPPoolString const & value) {
   return out.Write(text + start, length - start);
 }
 
+#if defined(__x86_64__)
+// Whether every unit of `v` is ASCII.
+inline bool _ascii8(__m128i v) {
+  return _mm_movemask_epi8(_mm_cmpeq_epi16(_mm_and_si128(v, _mm_set1_epi16(short(0xFF80))),
+                                           _mm_setzero_si128())) == 0xFFFF;
+}
+#endif
+
 // Narrows `count` units to bytes at `to`; false when one of them is not ASCII (the bytes are
 // then left uncommitted and the caller takes the encoder's path).
 bool _copyAscii(std::uint8_t * to, qefWChar const * from, std::size_t count) {
+#if defined(__x86_64__)
+  // Eight units at a time, the last eight overlapping the step before.
+  if (count >= 8) {
+    __m128i all = _mm_setzero_si128();
+    for (std::size_t i = 0;; i += 8) {
+      i = i + 8 <= count ? i : count - 8;
+      __m128i const v = _mm_loadu_si128(reinterpret_cast<__m128i const *>(from + i));
+      all = _mm_or_si128(all, v);
+      _mm_storel_epi64(reinterpret_cast<__m128i *>(to + i), _mm_packus_epi16(v, v));
+      if (i + 8 == count) {
+        return _ascii8(all);
+      }
+    }
+  }
+#endif
   unsigned bits = 0;
   for (std::size_t i = 0; i < count; ++i) {
     bits |= from[i];
@@ -280,6 +309,51 @@ std::uint8_t * _putUtf8(std::uint8_t * to, qefWChar const * text, std::size_t le
   return to;
 }
 
+// Encodes one unit of an attribute value at `to`, a special character as its entity; the end, or
+// null for a surrogate.
+std::uint8_t * _putValueUnit(std::uint8_t * to, qefWChar unit) {
+  if (unit < 128 && kClass[unit] != 1) {
+    *to = std::uint8_t(unit);
+    return to + 1;
+  }
+  std::u16string_view const entity = _entity(unit);
+  if (entity.empty()) {
+    return _putUnit(to, unit);
+  }
+  for (char16_t const e : entity) {
+    *to++ = std::uint8_t(e);
+  }
+  return to;
+}
+
+// Encodes `length` units of an attribute value at `to` (at most six bytes each), the special
+// characters as entities; the end, or null at a surrogate.
+std::uint8_t * _putValue(std::uint8_t * to, qefWChar const * text, std::size_t length) {
+  std::size_t i = 0;
+#if defined(__x86_64__)
+  // Eight units at a time while they are ASCII without a special character.
+  for (; i + 8 <= length; i += 8) {
+    __m128i const v = _mm_loadu_si128(reinterpret_cast<__m128i const *>(text + i));
+    if (_mm_movemask_epi8(_specials(v)) == 0 && _ascii8(v)) {
+      _mm_storel_epi64(reinterpret_cast<__m128i *>(to), _mm_packus_epi16(v, v));
+      to += 8;
+      continue;
+    }
+    for (std::size_t k = i; k < i + 8; ++k) {
+      if ((to = _putValueUnit(to, text[k])) == nullptr) {
+        return nullptr;
+      }
+    }
+  }
+#endif
+  for (; i < length; ++i) {
+    if ((to = _putValueUnit(to, text[i])) == nullptr) {
+      return nullptr;
+    }
+  }
+  return to;
+}
+
 // ` name="value"`, the special characters of the value written as entities.
 bool _writeAttribute(_CXMLOut & out, CPPoolString const & name, CPPoolString const & value) {
   if (_short(name) && value.len() <= kShortText) {
@@ -292,19 +366,8 @@ bool _writeAttribute(_CXMLOut & out, CPPoolString const & name, CPPoolString con
       end[0] = '=';
       end[1] = '"';
       end += 2;
-      qefWChar const * const text = value;
-      for (std::size_t i = 0; i < valueLength && ok; ++i) {
-        std::u16string_view const entity = _entity(text[i]);
-        if (entity.empty()) {
-          end = _putUnit(end, text[i]);
-          ok = end != nullptr;
-          continue;
-        }
-        for (char16_t const e : entity) {
-          *end++ = std::uint8_t(e);
-        }
-      }
-      if (ok) {
+      end = ok ? _putValue(end, value, valueLength) : nullptr;
+      if (end != nullptr) {
         *end++ = '"';
         out.Commit(end);
         return true;

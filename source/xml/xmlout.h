@@ -71,7 +71,12 @@ public:
     }
     std::uint8_t * const at = m_buffer + (kBufferSize - m_free);
     if (indent != 0) {
-      std::memset(at, ' ', std::size_t(indent));
+      if (indent <= 32 && m_free >= 32) {
+        // Up to sixteen levels in two stores; the spaces beyond `indent` are written over.
+        std::memcpy(at, kSpaceBytes, 32);
+      } else {
+        std::memset(at, ' ', std::size_t(indent));
+      }
       m_free -= std::size_t(indent);
     }
     m_pendingIndent = false;
@@ -112,6 +117,9 @@ private:
   bool Put(void const * bytes, std::size_t count);
 
   static char16_t const kSpaces[64];
+  static constexpr std::uint8_t kSpaceBytes[32] = {
+      ' ', ' ', ' ', ' ', ' ', ' ', ' ', ' ', ' ', ' ', ' ', ' ', ' ', ' ', ' ', ' ',
+      ' ', ' ', ' ', ' ', ' ', ' ', ' ', ' ', ' ', ' ', ' ', ' ', ' ', ' ', ' ', ' '};
   std::uint64_t m_depth = 0;
   bool m_indent = false;
   bool m_pendingIndent = false;

@@ -415,13 +415,26 @@ TEST(XmlSpeedPaths, LongOutputsCrossTheBufferWithTheDocumentedBytes) {
       for (std::size_t i = 0; i < length; ++i) {
         data += script[(i + length) % script.size()];
       }
-      std::u16string const name = round % 2 == 0 ? u"e" : u"\u00E9l\u00E9ment";
-      std::u16string const value = u"v" + std::u16string(length % 40, u'&') + u"\"";
+      std::u16string const name = round % 3 == 0   ? u"e"
+                                  : round % 3 == 1 ? u"\u00E9l\u00E9ment"
+                                                   : u"long-element-n\u00E4me";
+      // Values up to 39 units: plain runs broken by a special character or a non-ASCII one at
+      // every offset of the eight-unit steps, or a run of ampersands.
+      std::u16string value = u"v";
       std::u16string escaped = u"v";
       for (std::size_t i = 0; i < length % 40; ++i) {
-        escaped += u"&amp;";
+        char16_t unit = char16_t(u'a' + i % 26);
+        if (round == 5 || (i + length) % 11 == 10) {
+          unit = u"&<>\"'"[round == 5 ? 0 : (i / 11 + length) % 5];
+        } else if ((i + std::size_t(round)) % 13 == 12) {
+          unit = u'\u00E9';
+        }
+        value += unit;
+        std::u16string_view const entities[] = {u"&amp;", u"&lt;", u"&gt;", u"&quot;", u"&apos;"};
+        std::size_t const special = std::u16string_view(u"&<>\"'").find(unit);
+        escaped += special == std::u16string_view::npos ? std::u16string(1, unit)
+                                                        : std::u16string(entities[special]);
       }
-      escaped += u"&quot;";
       CPXMLObject child;
       ASSERT_TRUE(child.SetName(CPPoolString(name.c_str())));
       ASSERT_TRUE(child.AddAttribute(CPPoolString(u"a"), CXMLValue(value.c_str())));
