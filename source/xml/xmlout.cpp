@@ -60,6 +60,12 @@ inline __m128i _specials(__m128i v) {
                       _mm_or_si128(is('"'), is('\'')));
 }
 
+// Whether every unit of `v` is ASCII.
+inline bool _ascii8(__m128i v) {
+  return _mm_movemask_epi8(_mm_cmpeq_epi16(_mm_and_si128(v, _mm_set1_epi16(short(0xFF80))),
+                                           _mm_setzero_si128())) == 0xFFFF;
+}
+
 // Whether eight units need protection inside the data: a special character, or two white-space
 // characters in a row (`previous`: whether the unit before them is white space, then whether
 // their last one is).
@@ -120,11 +126,9 @@ bool _copyPlainData(std::uint8_t * to, qefWChar const * data, std::size_t length
   unsigned previous = 0;
 #if defined(__x86_64__)
   // Eight units at a time: checked as `_needsProtection` does, and for units from 0x80.
-  __m128i const high = _mm_set1_epi16(short(0xFF80));
   for (; i + 8 <= length; i += 8) {
     __m128i const v = _mm_loadu_si128(reinterpret_cast<__m128i const *>(data + i));
-    if (_troubleIn8(v, previous) ||
-        _mm_movemask_epi8(_mm_cmpeq_epi16(_mm_and_si128(v, high), _mm_setzero_si128())) != 0xFFFF) {
+    if (_troubleIn8(v, previous) || !_ascii8(v)) {
       return false;
     }
     _mm_storel_epi64(reinterpret_cast<__m128i *>(to + i), _mm_packus_epi16(v, v));
@@ -198,14 +202,6 @@ bool _writeAttributeValue(_IXMLOut & out, CPPoolString const & value) {
   }
   return out.Write(text + start, length - start);
 }
-
-#if defined(__x86_64__)
-// Whether every unit of `v` is ASCII.
-inline bool _ascii8(__m128i v) {
-  return _mm_movemask_epi8(_mm_cmpeq_epi16(_mm_and_si128(v, _mm_set1_epi16(short(0xFF80))),
-                                           _mm_setzero_si128())) == 0xFFFF;
-}
-#endif
 
 // Narrows `count` units to bytes at `to`; false when one of them is not ASCII (the bytes are
 // then left uncommitted and the caller takes the encoder's path).
@@ -300,11 +296,44 @@ std::uint8_t * _putUnit(std::uint8_t * to, std::uint32_t u) {
   return to + 3;
 }
 
-// Encodes `length` units as UTF-8 at `to` (at most three bytes each); the end, or null at a
-// surrogate.
-std::uint8_t * _putUtf8(std::uint8_t * to, qefWChar const * text, std::size_t length) {
-  for (std::size_t i = 0; i < length && to != nullptr; ++i) {
-    to = _putUnit(to, text[i]);
+// Encodes data that needs no protection as UTF-8 at `to` (at most three bytes a unit), in the same
+// pass as the checks of `_needsProtection`; the end, or null when the data needs protection or
+// holds a surrogate (the bytes are then left uncommitted).
+std::uint8_t * _putPlainUtf8(std::uint8_t * to, qefWChar const * data, std::size_t length) {
+  if (length == 0) {
+    return to;
+  }
+  if (_isBlank(data[0]) || _isBlank(data[length - 1])) {
+    return nullptr;
+  }
+  std::size_t i = 0;
+  unsigned previous = 0;
+#if defined(__x86_64__)
+  for (; i + 8 <= length; i += 8) {
+    __m128i const v = _mm_loadu_si128(reinterpret_cast<__m128i const *>(data + i));
+    if (_troubleIn8(v, previous)) {
+      return nullptr;
+    }
+    if (_ascii8(v)) {
+      _mm_storel_epi64(reinterpret_cast<__m128i *>(to), _mm_packus_epi16(v, v));
+      to += 8;
+      continue;
+    }
+    for (std::size_t k = i; k < i + 8; ++k) {
+      if ((to = _putUnit(to, data[k])) == nullptr) {
+        return nullptr;
+      }
+    }
+  }
+  previous *= 2;
+#endif
+  for (; i < length; ++i) {
+    qefWChar const unit = data[i];
+    unsigned const c = unit < 128 ? kClass[unit] : 0;
+    if ((c & 1) != 0 || (c & previous & 2) != 0 || (to = _putUnit(to, unit)) == nullptr) {
+      return nullptr;
+    }
+    previous = c;
   }
   return to;
 }
@@ -405,7 +434,7 @@ bool _writeDataEnd(_CXMLOut & out, CPPoolString const & name, CPPoolString const
       std::uint8_t * end = at + 1 + dataLength;
       if (data.UTF8Size() != dataLength) {
         // Not ASCII: plain data only; CDATA is the encoder's.
-        end = _needsProtection(data, dataLength) ? nullptr : _putUtf8(at + 1, data, dataLength);
+        end = _putPlainUtf8(at + 1, data, dataLength);
       } else if (!_copyPlainData(at + 1, data, dataLength)) {
         end = _putCData(at + 1, data, dataLength);
       }
