@@ -484,9 +484,9 @@ void _prefetchValues(tagXMLNODE const * node) {
 
 // How far ahead of the child being written its siblings' node records, and the blocks behind
 // them, are asked for.
-constexpr std::size_t kNodeAhead = 6;
-constexpr std::size_t kBlocksAhead = 3;
-constexpr std::size_t kValuesAhead = 2;
+constexpr std::size_t kNodeAhead = 12;
+constexpr std::size_t kBlocksAhead = 6;
+constexpr std::size_t kValuesAhead = 3;
 
 // One open element of the serialiser's walk.
 struct tagWRITEFRAME {
