@@ -66,6 +66,12 @@ inline bool _ascii8(__m128i v) {
                                            _mm_setzero_si128())) == 0xFFFF;
 }
 
+// Stores the four units in the low half of `v` as bytes at `to`.
+inline void _store4(std::uint8_t * to, __m128i v) {
+  auto const bytes = std::uint32_t(_mm_cvtsi128_si32(_mm_packus_epi16(v, v)));
+  std::memcpy(to, &bytes, sizeof bytes);
+}
+
 // Whether eight units need protection inside the data: a special character, or two white-space
 // characters in a row (`previous`: whether the unit before them is white space, then whether
 // their last one is).
@@ -122,22 +128,45 @@ bool _copyPlainData(std::uint8_t * to, qefWChar const * data, std::size_t length
   if (_isBlank(data[0]) || _isBlank(data[length - 1])) {
     return false;
   }
-  std::size_t i = 0;
   unsigned previous = 0;
 #if defined(__x86_64__)
-  // Eight units at a time: checked as `_needsProtection` does, and for units from 0x80.
-  for (; i + 8 <= length; i += 8) {
-    __m128i const v = _mm_loadu_si128(reinterpret_cast<__m128i const *>(data + i));
-    if (_troubleIn8(v, previous) || !_ascii8(v)) {
+  // Eight units at a time, checked as `_needsProtection` does and for units from 0x80; the last
+  // eight overlap the step before. Four to seven units as two overlapping fours: each pair of
+  // neighbours lies in one of them.
+  if (length >= 8) {
+    for (std::size_t i = 0;; i += 8) {
+      if (i + 8 > length) {
+        // The pair across the start of this last step lies in the step before, checked there.
+        i = length - 8;
+        previous = 0;
+      }
+      __m128i const v = _mm_loadu_si128(reinterpret_cast<__m128i const *>(data + i));
+      if (_troubleIn8(v, previous) || !_ascii8(v)) {
+        return false;
+      }
+      _mm_storel_epi64(reinterpret_cast<__m128i *>(to + i), _mm_packus_epi16(v, v));
+      if (i + 8 == length) {
+        return true;
+      }
+    }
+  }
+  if (length >= 4) {
+    __m128i const head = _mm_loadl_epi64(reinterpret_cast<__m128i const *>(data));
+    __m128i const tail = _mm_loadl_epi64(reinterpret_cast<__m128i const *>(data + length - 4));
+    unsigned first = 0;
+    unsigned second = 0;
+    if (_troubleIn8(head, first) || _troubleIn8(tail, second) ||
+        !_ascii8(_mm_or_si128(head, tail))) {
       return false;
     }
-    _mm_storel_epi64(reinterpret_cast<__m128i *>(to + i), _mm_packus_epi16(v, v));
+    _store4(to, head);
+    _store4(to + length - 4, tail);
+    return true;
   }
-  previous *= 2;
 #endif
   unsigned bits = 0;
   unsigned bad = 0;
-  for (; i < length; ++i) {
+  for (std::size_t i = 0; i < length; ++i) {
     qefWChar const unit = data[i];
     unsigned const c = kClass[unit & 0x7F];
     bits |= unit;
@@ -360,6 +389,17 @@ std::uint8_t * _putValueUnit(std::uint8_t * to, qefWChar unit) {
 std::uint8_t * _putValue(std::uint8_t * to, qefWChar const * text, std::size_t length) {
   std::size_t i = 0;
 #if defined(__x86_64__)
+  // Four to seven plain units as two overlapping fours.
+  if (length >= 4 && length < 8) {
+    __m128i const head = _mm_loadl_epi64(reinterpret_cast<__m128i const *>(text));
+    __m128i const tail = _mm_loadl_epi64(reinterpret_cast<__m128i const *>(text + length - 4));
+    __m128i const both = _mm_or_si128(head, tail);
+    if (_mm_movemask_epi8(_mm_or_si128(_specials(head), _specials(tail))) == 0 && _ascii8(both)) {
+      _store4(to, head);
+      _store4(to + length - 4, tail);
+      return to + length;
+    }
+  }
   // Eight units at a time while they are ASCII without a special character.
   for (; i + 8 <= length; i += 8) {
     __m128i const v = _mm_loadu_si128(reinterpret_cast<__m128i const *>(text + i));
