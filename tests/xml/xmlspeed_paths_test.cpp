@@ -274,7 +274,7 @@ TEST(XmlSpeedPaths, ParsedNodesOutliveTheirDocumentAndGoFromAnyThread) {
 
 TEST(XmlSpeedPaths, TextsFirstPooledByAParseStayInThePoolAfterTheirDocument) {
   // The records of texts new to the pool lie in pages the parse carves. Texts kept after the
-  // document goes, and its pooled UTF-8 forms, must stay whole while the pool drops the others;
+  // document goes, and their UTF-8 forms, must stay whole while the pool drops the others;
   // a later parse and a plain look-up must find the very same records; releasing them on several
   // threads at once must give every page back (the leak check counts the pages).
   auto const unique = [](int i, std::size_t length) {
