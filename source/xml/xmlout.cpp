@@ -43,6 +43,11 @@ constexpr bool _isSpecial(qefWChar c) {
   return c == '&' || c == '<' || c == '>' || c == '"' || c == '\'';
 }
 
+// Whether `length` units of data begin or end with white space.
+bool _blankAtAnEnd(qefWChar const * data, std::uint64_t length) {
+  return length != 0 && (_isBlank(data[0]) || _isBlank(data[length - 1]));
+}
+
 // One class per ASCII character: 1 for the special characters, 2 for white space.
 constexpr auto kClass = [] {
   std::array<std::uint8_t, 128> table{};
@@ -91,10 +96,7 @@ inline bool _troubleIn8(__m128i v, unsigned & previous) {
 // Data that would not read back as it stands is written as CDATA: a special character, white
 // space at either end, or two white-space characters in a row.
 bool _needsProtection(qefWChar const * data, std::uint64_t length) {
-  if (length == 0) {
-    return false;
-  }
-  if (_isBlank(data[0]) || _isBlank(data[length - 1])) {
+  if (_blankAtAnEnd(data, length)) {
     return true;
   }
   std::uint64_t i = 0;
@@ -122,10 +124,7 @@ bool _needsProtection(qefWChar const * data, std::uint64_t length) {
 // false when a unit is not ASCII or the data needs protection (the bytes are then left
 // uncommitted).
 bool _copyPlainData(std::uint8_t * to, qefWChar const * data, std::size_t length) {
-  if (length == 0) {
-    return true;
-  }
-  if (_isBlank(data[0]) || _isBlank(data[length - 1])) {
+  if (_blankAtAnEnd(data, length)) {
     return false;
   }
   unsigned previous = 0;
@@ -329,10 +328,7 @@ std::uint8_t * _putUnit(std::uint8_t * to, std::uint32_t u) {
 // pass as the checks of `_needsProtection`; the end, or null when the data needs protection or
 // holds a surrogate (the bytes are then left uncommitted).
 std::uint8_t * _putPlainUtf8(std::uint8_t * to, qefWChar const * data, std::size_t length) {
-  if (length == 0) {
-    return to;
-  }
-  if (_isBlank(data[0]) || _isBlank(data[length - 1])) {
+  if (_blankAtAnEnd(data, length)) {
     return nullptr;
   }
   std::size_t i = 0;
