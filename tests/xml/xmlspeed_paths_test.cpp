@@ -219,6 +219,24 @@ TEST(XmlSpeedPaths, ParsedArraysGrowWhenTheTreeIsEdited) {
             u"ecde");
 }
 
+// Four threads each take a handle on every kept block and release a quarter of theirs at
+// once, so counts go up and down on all of them together; then `kept` lets go too.
+template <class Handle> void ReleaseOnFourThreads(std::vector<Handle> & kept) {
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&kept, t] {
+      std::vector<Handle> mine(kept.begin(), kept.end());
+      for (std::size_t i = std::size_t(t); i < mine.size(); i += 4) {
+        mine[i] = Handle();
+      }
+    });
+  }
+  for (std::thread & thread : threads) {
+    thread.join();
+  }
+  kept.clear();
+}
+
 TEST(XmlSpeedPaths, ParsedNodesOutliveTheirDocumentAndGoFromAnyThread) {
   // A parsed tree lies in shared pages: nodes kept from it must stay whole after the document
   // goes, edits must move them off their pages, and releasing them on several threads at once
@@ -254,22 +272,7 @@ TEST(XmlSpeedPaths, ParsedNodesOutliveTheirDocumentAndGoFromAnyThread) {
     EXPECT_EQ(Text(kept[i].FindAttribute(CPPoolString(u"w"))), u"edited");
     EXPECT_EQ(Text(kept[i].FindElementData(CPPoolString(u"more"))), u"x");
   }
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t) {
-    threads.emplace_back([&kept, t] {
-      std::vector<CPXMLObject> mine;
-      for (std::size_t i = 0; i < kept.size(); ++i) {
-        mine.push_back(kept[i]); // every thread counts every node up and down
-      }
-      for (std::size_t i = std::size_t(t); i < mine.size(); i += 4) {
-        mine[i] = CPXMLObject();
-      }
-    });
-  }
-  for (std::thread & thread : threads) {
-    thread.join();
-  }
-  kept.clear();
+  ReleaseOnFourThreads(kept);
 }
 
 TEST(XmlSpeedPaths, TextsFirstPooledByAParseStayInThePoolAfterTheirDocument) {
@@ -329,19 +332,7 @@ TEST(XmlSpeedPaths, TextsFirstPooledByAParseStayInThePoolAfterTheirDocument) {
           << i;
     }
   }
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t) {
-    threads.emplace_back([&kept, t] {
-      std::vector<CPPoolString> mine(kept.begin(), kept.end());
-      for (std::size_t i = std::size_t(t); i < mine.size(); i += 4) {
-        mine[i] = CPPoolString();
-      }
-    });
-  }
-  for (std::thread & thread : threads) {
-    thread.join();
-  }
-  kept.clear();
+  ReleaseOnFourThreads(kept);
 }
 
 TEST(XmlSpeedPaths, TextsThePoolCannotKeepWholeAreRefusedOnEveryPath) {
