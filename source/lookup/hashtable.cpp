@@ -19,6 +19,10 @@ using Buffers::tagCPOVTABL;
 // Reaches the block behind any handle; the memory layer keeps these members protected.
 struct _cBlock : CPObjectMemory {
   static tagCPOMEMHEADER * Header(CPObjectMemory const & h) { return h.*(&_cBlock::m_pMH); }
+  // Gives a block held by `h` alone `extra` more bytes of capacity (see `Incalloc`).
+  static bool Grow(CPObjectMemory & h, std::size_t extra) {
+    return (h.*(&_cBlock::Incalloc))(extra);
+  }
   // A fresh block of `capacity` bytes with nothing in use; empty when allocation fails.
   static CPObjectMemory Make(std::size_t capacity, tagCPOVTABL const * table) {
     _cBlock block;
@@ -63,15 +67,23 @@ template <class T> struct _tArray {
   static void SetCount(CPObjectMemory const & h, std::size_t n) {
     _cBlock::Header(h)->sSize = n * sizeof(T);
   }
-  // Makes `h` a block of its own with room for `capacity` elements, copying the elements in use
-  // into a new block when it is shared or too small. False when allocation fails (`h` unchanged).
+  // Makes `h` a block of its own with room for `capacity` elements: a shared block is copied
+  // into a new one, a block of its own that is too small grows. False when allocation fails (`h`
+  // unchanged).
   static bool Own(CPObjectMemory & h, std::size_t capacity) {
     std::size_t const count = Count(h);
-    if (h && h.lockcnt() == 1 && Capacity(h) >= capacity) {
+    bool const owned = h && h.lockcnt() == 1;
+    if (owned && Capacity(h) >= capacity) {
       return true;
     }
     if (capacity > std::numeric_limits<std::size_t>::max() / 2 / sizeof(T)) {
       return false;
+    }
+    if (owned) {
+      // Nobody else sees the block: it grows where it lies when the heap has room behind it,
+      // and otherwise its elements move as bytes, their references with them. Either way,
+      // growing a slot touches none of the items it holds.
+      return _cBlock::Grow(h, (capacity - Capacity(h)) * sizeof(T));
     }
     CPObjectMemory fresh = _cBlock::Make(capacity * sizeof(T), &table);
     if (!fresh) {

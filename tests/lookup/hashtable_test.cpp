@@ -149,6 +149,12 @@ TEST(HashTable, SlotsFollowTheDirectIndexLengthAndGrowSixteenEntriesAtATime) {
     }
   }
   EXPECT_EQ(table.GetNItems(), 33u) << "a failed add adds nothing";
+  // Each growth moved the entries to a larger block: every item is still held once by the table.
+  Pairs const walked = table.Walk();
+  ASSERT_EQ(walked.size(), 33u);
+  for (auto const & [hash, value] : walked) {
+    EXPECT_EQ(table.FindItem(hash, CPObjectMemory()).lockcnt(), 2u) << hash; // the table's and ours
+  }
 }
 
 TEST(HashTable, EnumerationSurvivesACallbackThatChangesTheTable) {
