@@ -30,7 +30,7 @@ char const kUsage[] =
     "format  reads FILE and writes it back (UTF-8, or UTF-16 with --utf16; indented unless\n"
     "        --no-indent) to standard output or to OUT.\n"
     "get     prints the data of the element PATH (names joined by \"/\", below the root), or,\n"
-    "        with \"@NAME\" after the path, that attribute of it.\n"
+    "        with \"@NAME\" (or \"/@NAME\") after the path, that attribute of it.\n"
     "stats   prints the number of elements, attributes and distinct names, the parse time and\n"
     "        the parse speed in MB/s.\n\n"
     "Options:\n"
@@ -142,6 +142,9 @@ int Get(std::vector<std::string> const & args) {
   if (at != std::string::npos) {
     attribute = path.substr(at + 1);
     path.resize(at);
+    if (!path.empty() && path.back() == '/') {
+      path.pop_back(); // "PATH/@NAME", as XPath writes it, means "PATH@NAME"
+    }
   }
   CPXMLObject const & root = doc.GetRootElement();
   CPXMLObject const * found = &root;
