@@ -58,12 +58,7 @@ inline int Run(Scheme const & scheme, std::uint8_t const * data, std::size_t siz
         std::memcmp(*pooled, encoded.data(), written * sizeof(qefWChar)) == 0);
   CPPlainMemory const back = scheme.decodePooled(pooled);
   Check(size % scheme.groupBytes == 0 ? Size(back) == 0 : Equal(back, data, size));
-  // Nothing holds the pooled texts any more; two ageing passes remove them, as maintenance would.
-  static unsigned runs = 0;
-  if (++runs % 4096 == 0) {
-    VORX::String::CStringPool::Collect(0xFFFFFFFFu);
-    VORX::String::CStringPool::Collect(0xFFFFFFFFu);
-  }
+  AgeThePoolNowAndThen();
   return 0;
 }
 

@@ -15,6 +15,7 @@ using VORX::XML::CPXMLObject;
 using VORX::XML::tagXMLFLAGMAP;
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const * data, std::size_t size) {
+  AgeThePoolNowAndThen(); // the texts of earlier runs
   std::vector<qefWChar> text(size / 2 + 1, 0);
   std::memcpy(text.data(), data, size / 2 * 2);
   qefWChar const * const input = text.data();
