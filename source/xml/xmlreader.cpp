@@ -868,6 +868,20 @@ private:
     return true;
   }
 
+  // Reads the value of the declaration's setting `name` into the scratch buffer when the text
+  // continues with that name (`present` tells); `space` says whether white space came before.
+  bool DeclSetting(char const * name, bool space, bool & present) {
+    present = Starts(name);
+    if (!present) {
+      return true;
+    }
+    if (!space) {
+      return Fail(kXMLErrInvalidTag);
+    }
+    Skip(std::strlen(name));
+    return DeclValue();
+  }
+
   // The XML declaration, when the text starts with one.
   bool Declaration() {
     if (!Starts("<?xml") || m_p + 5 >= m_end ||
@@ -876,28 +890,18 @@ private:
     }
     Skip(5);
     bool space = SkipS();
-    if (!Starts("version")) {
-      return Fail(kXMLErrVersion);
-    }
-    if (!space) {
-      return Fail(kXMLErrInvalidTag);
-    }
-    Skip(7);
-    if (!DeclValue()) {
+    bool present = false;
+    if (!DeclSetting("version", space, present)) {
       return false;
     }
-    if (!ScratchIs("1.0")) {
+    if (!present || !ScratchIs("1.0")) {
       return Fail(kXMLErrVersion);
     }
     space = SkipS();
-    if (Starts("encoding")) {
-      if (!space) {
-        return Fail(kXMLErrInvalidTag);
-      }
-      Skip(8);
-      if (!DeclValue()) {
-        return false;
-      }
+    if (!DeclSetting("encoding", space, present)) {
+      return false;
+    }
+    if (present) {
       bool syntax = m_scratch.Size() != 0;
       for (std::size_t i = 0; i < m_scratch.Size() && syntax; ++i) {
         qefWChar const c = m_scratch.Data()[i];
@@ -916,14 +920,10 @@ private:
       }
       space = SkipS();
     }
-    if (Starts("standalone")) {
-      if (!space) {
-        return Fail(kXMLErrInvalidTag);
-      }
-      Skip(10);
-      if (!DeclValue()) {
-        return false;
-      }
+    if (!DeclSetting("standalone", space, present)) {
+      return false;
+    }
+    if (present) {
       if (!ScratchIs("yes") && !ScratchIs("no")) {
         return Fail(kXMLErrInvalidTag);
       }
