@@ -15,6 +15,7 @@
 #include <iterator>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <libxml/parser.h>
@@ -298,70 +299,49 @@ void Write_tinyxml2(benchmark::State & state, Corpus const & (*get)()) {
 }
 
 using Get = Corpus const & (*)();
+using Write = void (*)(benchmark::State &, Get);
 
-BENCHMARK_CAPTURE(Parse, CLDR_VORX, ParseOne(&ParseOne_VORX), Get(&Cldr))
-    ->Name("XMLParse_CLDR_VORX")
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(Parse, CLDR_pugixml, ParseOne(&ParseOne_pugixml), Get(&Cldr))
-    ->Name("XMLParse_CLDR_pugixml")
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(Parse, CLDR_libxml2, ParseOne(&ParseOne_libxml2), Get(&Cldr))
-    ->Name("XMLParse_CLDR_libxml2")
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(Parse, CLDR_tinyxml2, ParseOne(&ParseOne_tinyxml2), Get(&Cldr))
-    ->Name("XMLParse_CLDR_tinyxml2")
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(Parse, Large_VORX, ParseOne(&ParseOne_VORX), Get(&Large))
-    ->Name("XMLParse_Large_VORX")
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(Parse, Large_pugixml, ParseOne(&ParseOne_pugixml), Get(&Large))
-    ->Name("XMLParse_Large_pugixml")
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(Parse, Large_libxml2, ParseOne(&ParseOne_libxml2), Get(&Large))
-    ->Name("XMLParse_Large_libxml2")
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(Parse, Large_tinyxml2, ParseOne(&ParseOne_tinyxml2), Get(&Large))
-    ->Name("XMLParse_Large_tinyxml2")
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(ParseFirst, VORX, ParseOne(&ParseOne_VORX))
-    ->Name("XMLParse_LargeFirst_VORX")
-    ->Iterations(1)
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(ParseFirst, pugixml, ParseOne(&ParseOne_pugixml))
-    ->Name("XMLParse_LargeFirst_pugixml")
-    ->Iterations(1)
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(ParseFirst, libxml2, ParseOne(&ParseOne_libxml2))
-    ->Name("XMLParse_LargeFirst_libxml2")
-    ->Iterations(1)
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(ParseFirst, tinyxml2, ParseOne(&ParseOne_tinyxml2))
-    ->Name("XMLParse_LargeFirst_tinyxml2")
-    ->Iterations(1)
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(Write_VORX, CLDR, Get(&Cldr))
-    ->Name("XMLWrite_CLDR_VORX")
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(Write_pugixml, CLDR, Get(&Cldr))
-    ->Name("XMLWrite_CLDR_pugixml")
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(Write_libxml2, CLDR, Get(&Cldr))
-    ->Name("XMLWrite_CLDR_libxml2")
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(Write_tinyxml2, CLDR, Get(&Cldr))
-    ->Name("XMLWrite_CLDR_tinyxml2")
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(Write_VORX, Large, Get(&Large))
-    ->Name("XMLWrite_Large_VORX")
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(Write_pugixml, Large, Get(&Large))
-    ->Name("XMLWrite_Large_pugixml")
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(Write_libxml2, Large, Get(&Large))
-    ->Name("XMLWrite_Large_libxml2")
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(Write_tinyxml2, Large, Get(&Large))
-    ->Name("XMLWrite_Large_tinyxml2")
-    ->Unit(benchmark::kMillisecond);
+// The libraries in the order of the result table, each with its parse and its write.
+struct tagLIBRARY {
+  char const * name;
+  ParseOne parse;
+  Write write;
+};
+constexpr tagLIBRARY kLibraries[] = {
+    {"VORX", &ParseOne_VORX, &Write_VORX},
+    {"pugixml", &ParseOne_pugixml, &Write_pugixml},
+    {"libxml2", &ParseOne_libxml2, &Write_libxml2},
+    {"tinyxml2", &ParseOne_tinyxml2, &Write_tinyxml2},
+};
+constexpr std::pair<char const *, Get> kCorpora[] = {{"CLDR", &Cldr}, {"Large", &Large}};
+
+// Every library on each corpus: the parses, the first parses, then the writes.
+bool const g_registered = [] {
+  for (auto const & [corpus, get] : kCorpora) {
+    for (tagLIBRARY const & library : kLibraries) {
+      benchmark::RegisterBenchmark((std::string("XMLParse_") + corpus + "_" + library.name).c_str(),
+                                   [parse = library.parse, get = get](benchmark::State & state) {
+                                     Parse(state, parse, get);
+                                   })
+          ->Unit(benchmark::kMillisecond);
+    }
+  }
+  for (tagLIBRARY const & library : kLibraries) {
+    benchmark::RegisterBenchmark(
+        (std::string("XMLParse_LargeFirst_") + library.name).c_str(),
+        [parse = library.parse](benchmark::State & state) { ParseFirst(state, parse); })
+        ->Iterations(1)
+        ->Unit(benchmark::kMillisecond);
+  }
+  for (auto const & [corpus, get] : kCorpora) {
+    for (tagLIBRARY const & library : kLibraries) {
+      benchmark::RegisterBenchmark(
+          (std::string("XMLWrite_") + corpus + "_" + library.name).c_str(),
+          [write = library.write, get = get](benchmark::State & state) { write(state, get); })
+          ->Unit(benchmark::kMillisecond);
+    }
+  }
+  return true;
+}();
 
 } // namespace
