@@ -741,11 +741,97 @@ inline bool _sameUnits(qefWChar const * a, qefWChar const * b, std::uint64_t n) 
   return true;
 }
 
+// A table of the pool: the hash table with searches of many hashes made together.
+class _CPoolTable : public Lookup::CBaseHashTable {
+public:
+  using CBaseHashTable::CBaseHashTable;
+
+  // The most hashes `LocateTogether` takes.
+  static constexpr std::size_t kTogether = 64;
+
+  // Where a hash lies in its slot: the slot's entries (null for an empty slot), their count, and
+  // the first entry whose hash is not below it.
+  struct tagPLACE {
+    Lookup::tagHASHENTRY const * entries;
+    std::size_t size;
+    std::size_t at;
+  };
+
+  // Where each of `hashes` lies in its slot (the lock is held). The searches take the same steps
+  // as the table's own and advance together, each step asking for the entry the next one reads,
+  // so that their reads overlap instead of waiting one after another; a search the table makes
+  // afterwards for one of these hashes finds what it reads at hand. At most `kTogether` hashes.
+  [[gnu::noinline]] void LocateTogether(std::uint64_t const * hashes, std::size_t count,
+                                        tagPLACE * places) {
+    tagCPOMEMHEADER const * slots[kTogether];
+    std::size_t high[kTogether];
+    for (std::size_t i = 0; i < count; ++i) {
+      slots[i] = _slot(hashes[i]);
+      if (slots[i]) {
+        __builtin_prefetch(slots[i]);
+      }
+    }
+    // Against the first and the last entry, as the table's search begins.
+    for (std::size_t i = 0; i < count; ++i) {
+      tagPLACE & p = places[i];
+      p = {nullptr, 0, 0};
+      if (slots[i] && slots[i]->sSize >= sizeof(Lookup::tagHASHENTRY)) {
+        p.entries = reinterpret_cast<Lookup::tagHASHENTRY const *>(slots[i] + 1);
+        p.size = slots[i]->sSize / sizeof(Lookup::tagHASHENTRY);
+        __builtin_prefetch(p.entries);
+        __builtin_prefetch(p.entries + p.size - 1);
+        __builtin_prefetch(p.entries + (p.size - 1) / 2);
+      }
+    }
+    for (std::size_t i = 0; i < count; ++i) {
+      tagPLACE & p = places[i];
+      high[i] = 0;
+      if (p.size != 0 && hashes[i] > p.entries[0].hash) {
+        high[i] = hashes[i] > p.entries[p.size - 1].hash ? p.size : p.size - 1;
+        p.at = high[i] == p.size ? p.size : 0;
+      }
+    }
+    // Then by halving: entries[at] below the hash, entries[high] at or above it.
+    for (bool active = true; active;) {
+      active = false;
+      for (std::size_t i = 0; i < count; ++i) {
+        tagPLACE & p = places[i];
+        if (high[i] - p.at > 1) {
+          std::size_t const mid = (p.at + high[i]) / 2;
+          if (hashes[i] > p.entries[mid].hash) {
+            p.at = mid;
+          } else {
+            high[i] = mid;
+          }
+          if (high[i] - p.at > 1) {
+            __builtin_prefetch(p.entries + (p.at + high[i]) / 2);
+            active = true;
+          }
+        }
+      }
+    }
+    for (std::size_t i = 0; i < count; ++i) {
+      places[i].at = high[i];
+    }
+  }
+
+protected:
+  // The vector of the slot `hash` falls in; null when the slot or the table has none.
+  tagCPOMEMHEADER const * _slot(std::uint64_t hash) const {
+    tagCPOMEMHEADER const * const slots = _cRecordAccess::Header(m_slots);
+    if (!slots) {
+      return nullptr;
+    }
+    return _cRecordAccess::Header(
+        reinterpret_cast<CPObjectMemory const *>(slots + 1)[hash & m_mask]);
+  }
+};
+
 // The case-insensitive index: key sHashi, item a vector of the records equal ignoring case, in
 // order of creation; each element holds one reference.
-class CCaseInsensitiveHash final : public Lookup::CBaseHashTable {
+class CCaseInsensitiveHash final : public _CPoolTable {
 public:
-  CCaseInsensitiveHash() : CBaseHashTable(12) {}
+  CCaseInsensitiveHash() : _CPoolTable(12) {}
   using CBaseHashTable::AddItem;
   using CBaseHashTable::DeleteItem;
   using CBaseHashTable::EnumTableBy;
@@ -781,10 +867,9 @@ struct _tagGroupProbe {
 static_assert(offsetof(_tagGroupProbe, element) == sizeof(tagCPOMEMHEADER));
 
 // The case-sensitive index: key sHash, item the record; it owns the records and ages them.
-class CCaseSensitiveHash final : public Lookup::CBaseHashTable {
+class CCaseSensitiveHash final : public _CPoolTable {
 public:
-  explicit CCaseSensitiveHash(CCaseInsensitiveHash * groups)
-      : CBaseHashTable(12), m_groups(groups) {}
+  explicit CCaseSensitiveHash(CCaseInsensitiveHash * groups) : _CPoolTable(12), m_groups(groups) {}
   ~CCaseSensitiveHash() override;
   using CBaseHashTable::AddItem;
   using CBaseHashTable::DisposeTable;
@@ -796,60 +881,17 @@ public:
   void BeginPass() { m_copiedSlot = kNoSlot; }
 
   // `FindRecord` for `count` probes at once (the lock is held): `found[i]` becomes what
-  // `FindRecord(hashes[i], probes[i])` gives. The searches advance together, one halving step of
-  // each at a time, and each step asks for the entry the next one reads, so the reads of all the
-  // searches overlap instead of waiting one after another; the records compared last are asked
-  // for the same way. At most `kFindTogether` probes.
-  static constexpr std::size_t kFindTogether = 64;
+  // `FindRecord(hashes[i], probes[i])` gives. The searches are made together (see
+  // `LocateTogether`), and the records compared last are asked for the same way. At most
+  // `kTogether` probes.
   void FindRecords(std::uint64_t const * hashes, CPObjectMemory const * probes, std::size_t count,
                    CPObjectMemory * found) {
-    struct tagSEARCH {
-      Lookup::tagHASHENTRY const * entries;
-      std::size_t low;
-      std::size_t high;
-      std::size_t size;
-    };
-    tagSEARCH searches[kFindTogether];
-    tagCPOMEMHEADER const * slots[kFindTogether];
+    tagPLACE places[kTogether];
+    LocateTogether(hashes, count, places);
     for (std::size_t i = 0; i < count; ++i) {
-      slots[i] = _slot(hashes[i]);
-      if (slots[i]) {
-        __builtin_prefetch(slots[i]);
-      }
-    }
-    for (std::size_t i = 0; i < count; ++i) {
-      tagSEARCH & s = searches[i];
-      s = {nullptr, 0, 0, 0};
-      if (slots[i]) {
-        s.entries = reinterpret_cast<Lookup::tagHASHENTRY const *>(slots[i] + 1);
-        s.size = slots[i]->sSize / sizeof(Lookup::tagHASHENTRY);
-        s.high = s.size;
-        __builtin_prefetch(s.entries + s.size / 2);
-      }
-    }
-    // The first entry whose hash is not below the probe's, by halving.
-    for (bool active = true; active;) {
-      active = false;
-      for (std::size_t i = 0; i < count; ++i) {
-        tagSEARCH & s = searches[i];
-        if (s.low < s.high) {
-          std::size_t const mid = s.low + (s.high - s.low) / 2;
-          if (s.entries[mid].hash < hashes[i]) {
-            s.low = mid + 1;
-          } else {
-            s.high = mid;
-          }
-          if (s.low < s.high) {
-            __builtin_prefetch(s.entries + s.low + (s.high - s.low) / 2);
-            active = true;
-          }
-        }
-      }
-    }
-    for (std::size_t i = 0; i < count; ++i) {
-      tagSEARCH const & s = searches[i];
-      if (s.low < s.size && s.entries[s.low].hash == hashes[i]) {
-        if (tagCPOMEMHEADER const * const record = _cRecordAccess::Header(s.entries[s.low].item)) {
+      tagPLACE const & p = places[i];
+      if (p.at < p.size && p.entries[p.at].hash == hashes[i]) {
+        if (tagCPOMEMHEADER const * const record = _cRecordAccess::Header(p.entries[p.at].item)) {
           // The hashes and length the comparison reads first, and the text behind them.
           __builtin_prefetch(reinterpret_cast<unsigned char const *>(record + 1) + 16);
           __builtin_prefetch(reinterpret_cast<unsigned char const *>(record + 1) + 64);
@@ -859,10 +901,10 @@ public:
     // Entries of one hash are in the table's order: the one equal to the probe, if any, is among
     // them, and an empty item ends the search as in `FindRecord`.
     for (std::size_t i = 0; i < count; ++i) {
-      tagSEARCH const & s = searches[i];
+      tagPLACE const & p = places[i];
       found[i] = CPObjectMemory();
-      for (std::size_t at = s.low; at < s.size && s.entries[at].hash == hashes[i]; ++at) {
-        CPObjectMemory const & item = s.entries[at].item;
+      for (std::size_t at = p.at; at < p.size && p.entries[at].hash == hashes[i]; ++at) {
+        CPObjectMemory const & item = p.entries[at].item;
         if (!item) {
           break;
         }
@@ -901,17 +943,6 @@ public:
       }
     }
     return CPObjectMemory();
-  }
-
-private:
-  // The vector of the slot `hash` falls in; null when the slot or the table has none.
-  tagCPOMEMHEADER const * _slot(std::uint64_t hash) const {
-    tagCPOMEMHEADER const * const slots = _cRecordAccess::Header(m_slots);
-    if (!slots) {
-      return nullptr;
-    }
-    return _cRecordAccess::Header(
-        reinterpret_cast<CPObjectMemory const *>(slots + 1)[hash & m_mask]);
   }
 
 protected:
@@ -1235,19 +1266,17 @@ CPPoolString _lookup(_tagSource const & src, bool create, bool ignoreCase,
   return create ? _create(src, ignoreCase, arena) : CPPoolString();
 }
 
-// Interns `src`, found absent a moment ago: builds its record outside the lock, then looks again
-// under it and inserts the record when the text is still absent.
-[[gnu::noinline]] CPPoolString _create(_tagSource const & src, bool ignoreCase,
-                                       Buffers::_CBlockArena * arena) {
-  _tagPool & pool = _pool();
+// The record of `src`, not yet in the pool (carved from `arena` when one is given); empty when
+// memory runs out or the text is empty.
+CPObjectMemory _newRecord(_tagSource const & src, Buffers::_CBlockArena * arena) {
   if (src.m.length == 0) {
     Develop::OS::RTABox("Illegal code point reached",
                         "_cppoolstring::create: String length cannot be 0");
-    return CPPoolString();
+    return CPObjectMemory();
   }
   CPObjectMemory record = _cRecordAccess::NewRecord(src.m.length, arena);
   if (!record) {
-    return CPPoolString();
+    return CPObjectMemory();
   }
   tagPOOLSTRING * r = _cRecordAccess::Record(record);
   r->length = src.m.length;
@@ -1257,20 +1286,39 @@ CPPoolString _lookup(_tagSource const & src, bool create, bool ignoreCase,
   qefWChar * text = _recordText(r);
   src.write(src.text, text, src.m.length);
   text[src.m.length] = 0;
-  _cPoolLock lock(pool);
+  return record;
+}
+
+// Publishes `record`, built for a text found absent a moment ago (the lock is held): looks the
+// text up again and inserts the record when it is still absent.
+CPPoolString _publish(_tagPool & pool, CPObjectMemory && record, bool ignoreCase) {
+  tagPOOLSTRING const * r = _rec(record);
   if (!ignoreCase) {
-    CPObjectMemory found = pool.records.FindRecord(src.m.sHash, record);
+    CPObjectMemory found = pool.records.FindRecord(r->sHash, record);
     if (found) {
       return _cRecordAccess::Adopt(std::move(found));
     }
   } else {
     _tagGroupProbe groupProbe(record);
-    CPOMVector const group(pool.groups.FindItem(src.m.sHashi, groupProbe.Handle()));
+    CPOMVector const group(pool.groups.FindItem(r->sHashi, groupProbe.Handle()));
     if (group.GetNItems() > 0) {
       return _cRecordAccess::Adopt(CPObjectMemory(group[0]));
     }
   }
   return _insert(pool, std::move(record));
+}
+
+// Interns `src`, found absent a moment ago: builds its record outside the lock, then publishes
+// it under the lock.
+[[gnu::noinline]] CPPoolString _create(_tagSource const & src, bool ignoreCase,
+                                       Buffers::_CBlockArena * arena) {
+  CPObjectMemory record = _newRecord(src, arena);
+  if (!record) {
+    return CPPoolString();
+  }
+  _tagPool & pool = _pool();
+  _cPoolLock lock(pool);
+  return _publish(pool, std::move(record), ignoreCase);
 }
 
 CPPoolString _wide(qefWChar const * text, std::uint64_t n, bool create, bool ignoreCase,
@@ -1318,7 +1366,7 @@ void _internBatch(qefWChar const * const * texts, std::uint64_t const * lengths,
       wanted[n++] = i;
     }
   }
-  static_assert(kInternBatch <= CCaseSensitiveHash::kFindTogether);
+  static_assert(kInternBatch <= _CPoolTable::kTogether);
   std::uint64_t hashes[kInternBatch];
   CPObjectMemory handles[kInternBatch]; // uncounted, as the probes are
   CPObjectMemory found[kInternBatch];
@@ -1335,9 +1383,29 @@ void _internBatch(qefWChar const * const * texts, std::uint64_t const * lengths,
       out[wanted[k]] = _cRecordAccess::Adopt(std::move(found[k]));
     }
   }
+  // The texts the pool lacked: their records are built outside the lock and published under one
+  // taking of it, their searches of the case-insensitive table made together first.
+  CPObjectMemory made[kInternBatch];
+  std::uint64_t hashesi[kInternBatch];
+  std::size_t missing = 0;
   for (std::size_t k = 0; k < n; ++k) {
     if (out[wanted[k]].isnull()) {
-      out[wanted[k]] = _create(sources[k], false, arena);
+      made[k] = _newRecord(sources[k], arena);
+      if (made[k]) {
+        hashesi[missing++] = sources[k].m.sHashi;
+      }
+    }
+  }
+  if (missing == 0) {
+    return;
+  }
+  _cPoolLock lock(pool);
+  // Made for what they read: each publication may change the table, so each searches again.
+  _CPoolTable::tagPLACE places[kInternBatch];
+  pool.groups.LocateTogether(hashesi, missing, places);
+  for (std::size_t k = 0; k < n; ++k) {
+    if (made[k]) {
+      out[wanted[k]] = _publish(pool, std::move(made[k]), false);
     }
   }
 }

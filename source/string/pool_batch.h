@@ -18,8 +18,9 @@ inline constexpr std::size_t kInternBatch = 64;
 // Interns `count` counted wide texts: `out[i]` becomes what `CStringPool::GetStringRefn(texts[i],
 // lengths[i])` gives, the null string where that gives none (no memory, a null text). The texts
 // found in the pool are looked up together, up to `kInternBatch` under one taking of the lock,
-// their table reads started before any is searched; texts not found are then created one by one.
-// Whatever `out` held is released.
+// their table reads started before any is searched; the records of texts not found are then built
+// outside the lock and join the pool together, in the order of `texts`, under a second taking of
+// it. Whatever `out` held is released.
 //
 // With an `arena`, the records of texts the pool lacks are carved from it (by the calling thread,
 // which must be the arena's), so that they lie beside the reader's other blocks; such a record

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <latch>
 #include <string>
 #include <thread>
 #include <vector>
@@ -333,6 +334,62 @@ TEST(XmlSpeedPaths, TextsFirstPooledByAParseStayInThePoolAfterTheirDocument) {
     }
   }
   ReleaseOnFourThreads(kept);
+}
+
+TEST(XmlSpeedPaths, TextsNewToThePoolBecomeOneRecordEachWhicheverThreadPoolsThemFirst) {
+  // Four threads parse one document of texts no parse has met, in batches and one by one: each
+  // text must become one record for all four trees, and a text met in two letter cases must
+  // head its case group with the form the document shows first.
+  std::string text = "<root>";
+  for (int i = 0; i < 300; ++i) {
+    std::string const n = std::to_string(i);
+    std::string const tail = i % 5 == 0 ? std::string(70, 'z') : ""; // pooled one by one
+    text += "<e a='Fresh-" + n + "-mixed" + tail + "' b='FRESH-" + n + "-MIXED" + tail +
+            "' c='Fresh-" + n + "-mixed" + tail + "'/>";
+  }
+  text += "</root>";
+  constexpr int kThreads = 4;
+  std::vector<std::vector<CPPoolString>> seen(kThreads);
+  std::vector<std::thread> threads;
+  std::latch start(kThreads);
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([&, t] {
+      start.arrive_and_wait();
+      CXMLDoc doc;
+      if (!Parse(doc, text)) {
+        return;
+      }
+      std::uint64_t count = 0;
+      CPXMLObject * children = doc.GetRootElement().GetElements(count);
+      for (std::uint64_t i = 0; i < count; ++i) {
+        for (char16_t const * name : {u"a", u"b", u"c"}) {
+          seen[std::size_t(t)].push_back(children[i].FindAttribute(CPPoolString(name)));
+        }
+      }
+    });
+  }
+  for (std::thread & thread : threads) {
+    thread.join();
+  }
+  auto const same = [](CPPoolString const & x, CPPoolString const & y) {
+    return static_cast<qefWChar const *>(x) == static_cast<qefWChar const *>(y);
+  };
+  for (int t = 0; t < kThreads; ++t) {
+    ASSERT_EQ(seen[std::size_t(t)].size(), 900u) << t;
+  }
+  for (std::size_t i = 0; i < 900; i += 3) {
+    std::vector<CPPoolString> const & first = seen[0];
+    EXPECT_TRUE(same(first[i], first[i + 2])) << i;
+    EXPECT_FALSE(same(first[i], first[i + 1])) << i;
+    for (int t = 1; t < kThreads; ++t) {
+      EXPECT_TRUE(same(seen[std::size_t(t)][i], first[i])) << t << " " << i;
+      EXPECT_TRUE(same(seen[std::size_t(t)][i + 1], first[i + 1])) << t << " " << i;
+    }
+    std::u16string lowered = Text(first[i]);
+    std::transform(lowered.begin(), lowered.end(), lowered.begin(),
+                   [](char16_t c) { return c >= u'A' && c <= u'Z' ? char16_t(c + 32) : c; });
+    EXPECT_TRUE(same(VORX::String::CStringPool::QueryStringRefi(lowered.c_str()), first[i])) << i;
+  }
 }
 
 TEST(XmlSpeedPaths, TextsThePoolCannotKeepWholeAreRefusedOnEveryPath) {
