@@ -787,8 +787,11 @@ public:
       tagPLACE & p = places[i];
       high[i] = 0;
       if (p.size != 0 && hashes[i] > p.entries[0].hash) {
-        high[i] = hashes[i] > p.entries[p.size - 1].hash ? p.size : p.size - 1;
-        p.at = high[i] == p.size ? p.size : 0;
+        if (hashes[i] > p.entries[p.size - 1].hash) {
+          p.at = high[i] = p.size; // beyond the last entry: nothing to halve
+        } else {
+          high[i] = p.size - 1;
+        }
       }
     }
     // Then by halving: entries[at] below the hash, entries[high] at or above it.
