@@ -3,6 +3,7 @@
 
 #include <vorx/core.h>
 
+#include <algorithm>
 #include <atomic>
 #include <new>
 
@@ -57,12 +58,16 @@ bool _CBlockArena::Alloc(CPObjectMemory & block, std::size_t bytes, tagCPOVTABL 
     return _cArenaBlock::HeapAlloc(block, bytes, table);
   }
   static_assert(sizeof(tagPAGE) == kUnit);
+  static_assert(sizeof(tagPAGE) + sizeof(tagCPOMEMHEADER) + kMaxCarvedBytes + kUnit <=
+                    kMaxPageBytes &&
+                (kMaxPageBytes % kFirstPageBytes) == 0);
   block.free();
   std::size_t const need = (sizeof(tagCPOMEMHEADER) + bytes + kUnit - 1) / kUnit * kUnit;
   if (!m_page || m_used + need > m_size) {
-    std::size_t const size = m_size == 0              ? kFirstPageBytes
-                             : m_size < kMaxPageBytes ? 2 * m_size
-                                                      : kMaxPageBytes;
+    std::size_t size = m_size == 0 ? kFirstPageBytes : std::min(2 * m_size, kMaxPageBytes);
+    while (size < sizeof(tagPAGE) + need) {
+      size *= 2; // the largest carved block fits in a page of at most kMaxPageBytes
+    }
     void * const fresh = Core::OS::_falloc(size);
     if (!fresh) {
       return false;

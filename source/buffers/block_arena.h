@@ -17,14 +17,15 @@ namespace VORX::Buffers {
 // A carved block behaves as any other: shared, released and finalized from any thread, grown with
 // `Incalloc` (which moves it to a heap block of its own), cloned. A page is freed when its last
 // block is gone and the arena has moved on or been destroyed, so one block kept from a
-// released tree keeps its page (at most `kMaxPageBytes`) alive.
+// released tree keeps its page (at most `kMaxPageBytes`) alive. Pages start small and double, so
+// what an arena carves for a small document costs little more than heap blocks would, kept or not.
 //
 // One arena is used by one thread at a time; the blocks it made are free to go anywhere. Blocks
 // larger than `kMaxCarvedBytes` of payload are ordinary heap blocks. Failure to get a page is a
 // false result, as for `CPObjectMemory::Alloc`.
 class _CBlockArena {
 public:
-  static constexpr std::size_t kFirstPageBytes = 4096;
+  static constexpr std::size_t kFirstPageBytes = 256;
   static constexpr std::size_t kMaxPageBytes = 65536;
   static constexpr std::size_t kMaxCarvedBytes = 1024;
 

@@ -3,6 +3,8 @@
 #include <atomic>
 #include <cstdlib>
 
+#include <malloc.h>
+
 #include <gtest/gtest.h>
 #include <vorx/core.h>
 #include <vorx/string.h>
@@ -11,6 +13,7 @@ namespace vorx::test {
 namespace {
 
 std::atomic<long> g_live{0};
+std::atomic<long> g_liveBytes{0};  // as the heap counts them: what each block can hold
 std::atomic<long> g_successes{-1}; // < 0: no failure injected
 std::atomic<long> g_refused{0};
 bool g_allowPersistent = false;
@@ -36,6 +39,7 @@ void * CountingAlloc(std::size_t bytes) {
   void * block = std::malloc(bytes);
   if (block) {
     g_live.fetch_add(1);
+    g_liveBytes.fetch_add(static_cast<long>(malloc_usable_size(block)));
   }
   return block;
 }
@@ -44,9 +48,13 @@ void * CountingRealloc(void * block, std::size_t bytes) {
   if (Refuse()) {
     return nullptr;
   }
+  long const had = block ? static_cast<long>(malloc_usable_size(block)) : 0;
   void * moved = std::realloc(block, bytes);
   if (moved && !block) {
     g_live.fetch_add(1);
+  }
+  if (moved) {
+    g_liveBytes.fetch_add(static_cast<long>(malloc_usable_size(moved)) - had);
   }
   return moved;
 }
@@ -54,6 +62,7 @@ void * CountingRealloc(void * block, std::size_t bytes) {
 void CountingFree(void * block) {
   if (block) {
     g_live.fetch_sub(1);
+    g_liveBytes.fetch_sub(static_cast<long>(malloc_usable_size(block)));
   }
   std::free(block);
 }
@@ -88,6 +97,10 @@ struct Installer {
 
 long LiveBlocks() {
   return g_live.load();
+}
+
+long LiveBytes() {
+  return g_liveBytes.load();
 }
 
 AllocationFailure::AllocationFailure(long successes) {

@@ -10,6 +10,8 @@ namespace vorx::test {
 
 // Blocks the library holds now (allocations minus frees through its heap functions).
 long LiveBlocks();
+// The bytes those blocks take on the heap.
+long LiveBytes();
 
 // Makes the library's allocations fail while it lives: all of them, or only those after the
 // first `successes`.

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <string>
 #include <vector>
 
 #include <vorx/xml.h>
@@ -13,7 +14,9 @@
 namespace {
 
 using namespace VORX::XML;
+using VORX::String::CPPoolString;
 using VORX::String::CQEFWChar;
+using VORX::String::CStringPool;
 
 std::u16string ErrorText(CXMLDoc & doc) {
   CQEFWChar text;
@@ -132,6 +135,40 @@ TEST(XmlDoc, DeepNestingIsRefusedAndFailedAllocationsLeakNothing) {
     EXPECT_TRUE(completed || failing.GetRootElement().IsDefault());
   }
   EXPECT_TRUE(completed);
+}
+
+// A host that keeps one text from each of many small documents (an id from each message) keeps
+// little more than when it makes those texts itself: a document's new texts must not each hold a
+// page sized for large documents.
+TEST(XmlDoc, TextsKeptFromSmallDocumentsHoldLittleMoreThanTheirRecords) {
+  constexpr long kTexts = 400;
+  auto const message = [](char const * prefix, long i) {
+    return "<clip id=\"" + std::string(prefix) + std::to_string(i) + "\" kind=\"video\"/>";
+  };
+  std::vector<CPPoolString> made;
+  std::vector<CPPoolString> parsed;
+  made.reserve(kTexts);
+  parsed.reserve(kTexts);
+  long const start = vorx::test::LiveBytes();
+  for (long i = 0; i < kTexts; ++i) {
+    std::string const id = "made-" + std::to_string(i);
+    made.push_back(CStringPool::GetStringRef(reinterpret_cast<unsigned char const *>(id.c_str())));
+  }
+  long const afterMade = vorx::test::LiveBytes();
+  for (long i = 0; i < kTexts; ++i) {
+    CXMLDoc doc;
+    ASSERT_TRUE(ParseUtf8(doc, message("take-", i)));
+    CPPoolString name;
+    CPPoolString value;
+    ASSERT_TRUE(doc.GetRootElement().GetAttribute(0, name, value));
+    parsed.push_back(value);
+  }
+  CStringPool::Collect(0xFFFFFFFFu); // the documents' other texts are held by nobody now
+  CStringPool::Collect(0xFFFFFFFFu);
+  long const perMade = (afterMade - start) / kTexts;
+  long const perParsed = (vorx::test::LiveBytes() - afterMade) / kTexts;
+  EXPECT_LT(perParsed, perMade + 512)
+      << perMade << " bytes per text made, " << perParsed << " per text kept from a document";
 }
 
 } // namespace
