@@ -38,20 +38,24 @@ constexpr char16_t const * kErrorTexts[] = {u"Bad file",
                                             u"DOM error"};
 static_assert(std::size(kErrorTexts) == 19);
 
-// A stack of one-pointer handles (or plain values) on the library's heap; handles move as bytes
-// when it grows. What it still holds is released with it.
+// A stack of one-pointer handles (or plain values): the first `kInline` in the stack itself, so a
+// small document needs no heap block for it, the rest on the library's heap; handles move as
+// bytes when it grows. What it still holds is released with it.
 template <class T> class _CHeapStack {
   static_assert(sizeof(T) == sizeof(void *), "one-pointer handles or values");
+  static constexpr std::size_t kInline = 32;
 
 public:
-  _CHeapStack() = default;
+  _CHeapStack() : m_items(Inline()) {}
   _CHeapStack(_CHeapStack const &) = delete;
   _CHeapStack & operator=(_CHeapStack const &) = delete;
   ~_CHeapStack() {
     while (m_size > 0) {
       Pop();
     }
-    Core::OS::_ffree(m_items);
+    if (m_items != Inline()) {
+      Core::OS::_ffree(m_items);
+    }
   }
   // False when the stack cannot grow, unchanged.
   bool Push(T const & item) {
@@ -86,12 +90,21 @@ public:
   }
 
 private:
+  T * Inline() { return reinterpret_cast<T *>(m_inline); }
   bool Room() {
     if (m_size < m_capacity) {
       return true;
     }
-    std::size_t const grown = m_capacity == 0 ? 64 : m_capacity * 2;
-    void * block = Core::OS::_frealloc(static_cast<void *>(m_items), grown * sizeof(T));
+    std::size_t const grown = m_capacity * 2;
+    void * block = nullptr;
+    if (m_items == Inline()) {
+      block = Core::OS::_falloc(grown * sizeof(T));
+      if (block != nullptr) {
+        std::memcpy(block, m_inline, m_size * sizeof(T));
+      }
+    } else {
+      block = Core::OS::_frealloc(static_cast<void *>(m_items), grown * sizeof(T));
+    }
     if (block == nullptr) {
       return false;
     }
@@ -100,9 +113,10 @@ private:
     return true;
   }
 
-  T * m_items = nullptr;
+  alignas(T) unsigned char m_inline[kInline * sizeof(T)];
+  T * m_items;
   std::size_t m_size = 0;
-  std::size_t m_capacity = 0;
+  std::size_t m_capacity = kInline;
 };
 
 // Gives the tree builder the pooled strings of the texts it meets. Short texts (element and
@@ -122,7 +136,7 @@ private:
 class _CPooledTexts {
 public:
   static constexpr std::size_t kMaxUnits = 64;
-  static constexpr std::size_t kFirstSlots = 256;
+  static constexpr std::size_t kFirstSlots = 64;
   static constexpr std::size_t kMaxSlots = std::size_t(1) << 14;
   static constexpr std::size_t kBatch = String::kInternBatch;
   static constexpr std::size_t kMaxPlaces = 4 * kBatch;
@@ -137,7 +151,7 @@ public:
         m_slots[i].pooled.~CPPoolString();
       }
     }
-    Core::OS::_ffree(m_slots);
+    FreeSlots();
   }
 
   // Makes `*place` the pooled string of `text[0..length)`, now or at the next `Resolve`; `place`
@@ -330,7 +344,9 @@ private:
     if (capacity > kMaxSlots) {
       return false;
     }
-    auto * const slots = static_cast<tagSLOT *>(Core::OS::_falloc(capacity * sizeof(tagSLOT)));
+    auto * const slots =
+        m_capacity == 0 ? reinterpret_cast<tagSLOT *>(m_firstSlots)
+                        : static_cast<tagSLOT *>(Core::OS::_falloc(capacity * sizeof(tagSLOT)));
     if (slots == nullptr) {
       return false;
     }
@@ -349,13 +365,20 @@ private:
       std::memcpy(static_cast<void *>(&slots[at]), static_cast<void const *>(&m_slots[i]),
                   sizeof(tagSLOT));
     }
-    Core::OS::_ffree(m_slots);
+    FreeSlots();
     m_slots = slots;
     m_capacity = capacity;
     return true;
   }
+  void FreeSlots() {
+    if (m_slots != reinterpret_cast<tagSLOT *>(m_firstSlots)) {
+      Core::OS::_ffree(m_slots);
+    }
+  }
 
   Buffers::_CBlockArena & m_arena;
+  // The first table lies here, so a small document needs no heap block for it.
+  alignas(tagSLOT) unsigned char m_firstSlots[kFirstSlots * sizeof(tagSLOT)];
   tagSLOT * m_slots = nullptr;
   std::size_t m_capacity = 0;
   std::size_t m_used = 0;

@@ -86,10 +86,17 @@ TEST(XmlSpeedPaths, ParsedTreesMatchTheReadersItems) {
     longNames += "<" + name + " a='" + name + "'/><" + name + "x/>";
   }
   longNames += "</r>";
+  // The waiting attributes outgrow the builder's first stack while their texts wait for the pool.
+  std::string manyAttributes = "<r";
+  for (int i = 0; i < 40; ++i) {
+    manyAttributes += " a" + std::to_string(i) + "='wide value " + std::to_string(i) + "'";
+  }
+  manyAttributes += "><c/></r>";
   Row const rows[] = {
       {"small", Document(2, 5, 3)},
       {"more distinct texts than the cache keeps", Document(40, 300, 11000)},
       {"names of every length around the bound", longNames},
+      {"forty attributes on one element", manyAttributes},
       {"deep nesting",
        [] {
          std::string t;
