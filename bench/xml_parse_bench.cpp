@@ -1,9 +1,10 @@
 // XML parse and write throughput against pugixml, libxml2 and tinyxml2: every document of the
-// CLDR locale data (Debian unicode-cldr-core, common/main/, read at run time) and one generated
-// document of about 50 MB. Parse: a whole tree from a buffer in memory; also a first parse, of
-// generated documents whose texts are new to the process. Write: the parsed tree back to
-// memory, indented where the library indents. Bytes processed are the input documents' sizes
-// for both, so every library is measured against the same bytes.
+// CLDR locale data (Debian unicode-cldr-core, common/main/, read at run time), one generated
+// document of about 50 MB, and 10 000 generated documents of about 85 bytes. Parse: a whole tree
+// from a buffer in memory; also a first parse, of generated documents whose texts are new to the
+// process. Write: the parsed tree back to memory, indented where the library indents. Bytes
+// processed are the input documents' sizes for both, so every library is measured against the
+// same bytes.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -108,6 +109,22 @@ Corpus const & Large() {
     Corpus c;
     c.documents.push_back(LargeText(0));
     c.bytes = static_cast<std::int64_t>(c.documents.back().size());
+    return c;
+  }();
+  return corpus;
+}
+
+// Many small documents, a message each, as a host reading a stream of them meets: 10 000 of about
+// 85 bytes, each with its own id.
+Corpus const & Small() {
+  static Corpus const corpus = [] {
+    Corpus c;
+    for (int i = 0; i < 10000; ++i) {
+      std::string const id = "take-" + std::to_string(i);
+      c.documents.push_back("<clip id=\"" + id + "\" kind=\"video\"><name>Take " + id +
+                            "</name><rate>25</rate></clip>");
+      c.bytes += static_cast<std::int64_t>(c.documents.back().size());
+    }
     return c;
   }();
   return corpus;
@@ -331,7 +348,8 @@ constexpr tagLIBRARY kLibraries[] = {
     {"libxml2", &ParseOne_libxml2, &Write_libxml2},
     {"tinyxml2", &ParseOne_tinyxml2, &Write_tinyxml2},
 };
-constexpr std::pair<char const *, Get> kCorpora[] = {{"CLDR", &Cldr}, {"Large", &Large}};
+constexpr std::pair<char const *, Get> kCorpora[] = {
+    {"CLDR", &Cldr}, {"Large", &Large}, {"Small", &Small}};
 
 // Every library on each corpus: the parses, VORX's reader alone, the first parses, then the
 // writes.
