@@ -142,8 +142,8 @@ TEST(XmlDoc, DeepNestingIsRefusedAndFailedAllocationsLeakNothing) {
 // page sized for large documents.
 TEST(XmlDoc, TextsKeptFromSmallDocumentsHoldLittleMoreThanTheirRecords) {
   constexpr long kTexts = 400;
-  auto const message = [](char const * prefix, long i) {
-    return "<clip id=\"" + std::string(prefix) + std::to_string(i) + "\" kind=\"video\"/>";
+  auto const message = [](long i) {
+    return "<clip id=\"take-" + std::to_string(i) + "\" kind=\"video\"/>";
   };
   std::vector<CPPoolString> made;
   std::vector<CPPoolString> parsed;
@@ -157,7 +157,7 @@ TEST(XmlDoc, TextsKeptFromSmallDocumentsHoldLittleMoreThanTheirRecords) {
   long const afterMade = vorx::test::LiveBytes();
   for (long i = 0; i < kTexts; ++i) {
     CXMLDoc doc;
-    ASSERT_TRUE(ParseUtf8(doc, message("take-", i)));
+    ASSERT_TRUE(ParseUtf8(doc, message(i)));
     CPPoolString name;
     CPPoolString value;
     ASSERT_TRUE(doc.GetRootElement().GetAttribute(0, name, value));
