@@ -142,7 +142,12 @@ public:
   static constexpr std::size_t kMaxPlaces = 4 * kBatch;
 
   // The records of texts new to the pool are carved from `arena`.
-  explicit _CPooledTexts(Buffers::_CBlockArena & arena) : m_arena(arena) {}
+  explicit _CPooledTexts(Buffers::_CBlockArena & arena)
+      : m_arena(arena), m_slots(reinterpret_cast<tagSLOT *>(m_firstSlots)) {
+    for (std::size_t i = 0; i < m_capacity; ++i) {
+      m_slots[i].hash = 0;
+    }
+  }
   _CPooledTexts(_CPooledTexts const &) = delete;
   _CPooledTexts & operator=(_CPooledTexts const &) = delete;
   ~_CPooledTexts() {
@@ -236,29 +241,27 @@ private:
       return place->len() == length;
     }
     std::uint64_t const hash = Hash(text, length);
-    std::size_t at = 0;
-    if (m_capacity != 0) {
-      std::size_t const mask = m_capacity - 1;
-      for (at = hash & mask; m_slots[at].hash != 0; at = (at + 1) & mask) {
-        tagSLOT const & slot = m_slots[at];
-        if (slot.hash != hash) {
-          continue;
+    std::size_t const mask = m_capacity - 1;
+    std::size_t at = hash & mask;
+    for (; m_slots[at].hash != 0; at = (at + 1) & mask) {
+      tagSLOT const & slot = m_slots[at];
+      if (slot.hash != hash) {
+        continue;
+      }
+      if (!slot.pooled.isnull()) {
+        if (Same(slot.pooled, text, length)) {
+          *place = slot.pooled;
+          return true;
         }
-        if (!slot.pooled.isnull()) {
-          if (Same(slot.pooled, text, length)) {
-            *place = slot.pooled;
-            return true;
-          }
-          continue;
+        continue;
+      }
+      std::size_t const k = Waiting(at);
+      if (SameWaiting(k, text, length)) {
+        if (m_places == kMaxPlaces) {
+          // Resolving fills the slot: the text is then found as any other.
+          return Resolve(stack) && Put(text, length, place, stacked, stack);
         }
-        std::size_t const k = Waiting(at);
-        if (SameWaiting(k, text, length)) {
-          if (m_places == kMaxPlaces) {
-            // Resolving fills the slot: the text is then found as any other.
-            return Resolve(stack) && Put(text, length, place, stacked, stack);
-          }
-          return Wait(place, stacked, k);
-        }
+        return Wait(place, stacked, k);
       }
     }
     if ((m_pending == kBatch || m_places == kMaxPlaces) && !Resolve(stack)) {
@@ -340,13 +343,11 @@ private:
   // as bytes; no text may be waiting. False when it is at its bound or memory runs out, the
   // table unchanged.
   bool Grow() {
-    std::size_t const capacity = m_capacity == 0 ? kFirstSlots : 4 * m_capacity;
+    std::size_t const capacity = 4 * m_capacity;
     if (capacity > kMaxSlots) {
       return false;
     }
-    auto * const slots =
-        m_capacity == 0 ? reinterpret_cast<tagSLOT *>(m_firstSlots)
-                        : static_cast<tagSLOT *>(Core::OS::_falloc(capacity * sizeof(tagSLOT)));
+    auto * const slots = static_cast<tagSLOT *>(Core::OS::_falloc(capacity * sizeof(tagSLOT)));
     if (slots == nullptr) {
       return false;
     }
@@ -379,8 +380,8 @@ private:
   Buffers::_CBlockArena & m_arena;
   // The first table lies here, so a small document needs no heap block for it.
   alignas(tagSLOT) unsigned char m_firstSlots[kFirstSlots * sizeof(tagSLOT)];
-  tagSLOT * m_slots = nullptr;
-  std::size_t m_capacity = 0;
+  tagSLOT * m_slots;
+  std::size_t m_capacity = kFirstSlots;
   std::size_t m_used = 0;
   // The waiting texts, each in its own row of `kMaxUnits` units, with their slots (or kNoSlot).
   qefWChar m_text[kBatch * kMaxUnits];
